@@ -1,0 +1,9 @@
+// tollivex.h - everything a game needs from the library in one include.
+#ifndef TOLLIVEX_H
+#define TOLLIVEX_H
+
+#include "tollivex/tvxcommon.h"
+#include "tollivex/semaphor.h"
+#include "tollivex/memman.h"
+
+#endif

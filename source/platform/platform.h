@@ -1,0 +1,24 @@
+// platform.h - the one door to the operating system.
+//
+// The library calls the Win32 and DirectX names it was designed around. On
+// Windows they come from the system headers; elsewhere the same names, types,
+// flag values and result codes are declared by the portable layer under
+// posix/, which implements them over POSIX and a headless display and sound
+// backend. Nothing outside source/platform/ checks which system it is on.
+#ifndef TOLLIVEX_PLATFORM_H
+#define TOLLIVEX_PLATFORM_H
+
+#ifdef _WIN32
+#  ifndef WIN32_LEAN_AND_MEAN
+#    define WIN32_LEAN_AND_MEAN
+#  endif
+#  ifndef NOMINMAX
+#    define NOMINMAX
+#  endif
+#  include <windows.h>
+#else
+#  include "platform/posix/win_types.h"
+#  include "platform/posix/win_sync.h"
+#endif
+
+#endif
