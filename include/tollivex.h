@@ -6,5 +6,6 @@
 #include "tollivex/semaphor.h"
 #include "tollivex/memman.h"
 #include "tollivex/canvas.h"
+#include "tollivex/palette.h"
 
 #endif
