@@ -7,5 +7,7 @@
 #include "tollivex/memman.h"
 #include "tollivex/canvas.h"
 #include "tollivex/palette.h"
+#include "tollivex/bitmap.h"
+#include "tollivex/pcx4.h"
 
 #endif
