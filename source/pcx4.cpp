@@ -33,6 +33,11 @@ unsigned short ReadU16(const unsigned char* p)
 // falls outside it.
 void FillClipped(unsigned char* row, int width, long from, long count, unsigned char value)
 {
+    if (count == 1) { // most bytes of a busy image are single pixels
+        if (row != nullptr && from >= 0 && from < width)
+            row[from] = value;
+        return;
+    }
     const long lo = std::max<long>(from, 0);
     const long hi = std::min<long>(from + count, width);
     if (row != nullptr && hi > lo)
@@ -150,19 +155,26 @@ ERRORSTATUS PcxPainter::PaintCanvas(int updatePalette, int clipped)
 template <typename Sink>
 void PcxPainter::DecodeLine(Sink&& sink)
 {
+    // Locals, because every pixel store may alias the members as far as
+    // the compiler knows.
+    const unsigned char* const data = buffer;
+    const uint32_t end = bufferSize;
+    const uint32_t lineBytes = bytesPerLine;
+    uint32_t at = readPosition;
     uint32_t produced = 0;
-    while (produced < bytesPerLine && readPosition < bufferSize) {
-        unsigned char value = buffer[readPosition++];
+    while (produced < lineBytes && at < end) {
+        unsigned char value = data[at++];
         uint32_t count = 1;
         if ((value & 0xC0) == 0xC0) {
-            if (readPosition >= bufferSize)
-                return;
+            if (at >= end)
+                break;
             count = value & 0x3F;
-            value = buffer[readPosition++];
+            value = data[at++];
         }
         sink(produced, value, count);
         produced += count;
     }
+    readPosition = at;
 }
 
 void PcxPainter::ReadPcxLine8(unsigned char* row, short width, int draw)
