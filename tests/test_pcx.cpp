@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <random>
@@ -27,7 +26,7 @@ using Rows = std::vector<Bytes>;
 
 const unsigned char kSentinel = 0xEE;
 
-struct PcxSpec {
+struct PcxLayout {
     int width = 0;  // pixels
     int height = 0;
     int bitsPerPixel = 8;
@@ -38,18 +37,18 @@ struct PcxSpec {
 
 // An independent little encoder: greedy runs of up to 63, literals below
 // 0xC0 as themselves. Each row must hold bytesPerLine bytes.
-Bytes EncodePcx(const PcxSpec& spec, const Rows& lines, const Bytes& palette = Bytes(768, 0))
+Bytes EncodePcx(const PcxLayout& layout, const Rows& lines, const Bytes& palette = Bytes(768, 0))
 {
-    const int bpl = spec.bytesPerLine ? spec.bytesPerLine
-                                      : (spec.bitsPerPixel == 8 ? spec.width : (spec.width + 7) / 8);
+    const int bpl = layout.bytesPerLine ? layout.bytesPerLine
+                                      : (layout.bitsPerPixel == 8 ? layout.width : (layout.width + 7) / 8);
     Bytes file(128, 0);
     file[0] = 10;
-    file[1] = static_cast<unsigned char>(spec.version);
+    file[1] = static_cast<unsigned char>(layout.version);
     file[2] = 1;
-    file[3] = static_cast<unsigned char>(spec.bitsPerPixel);
+    file[3] = static_cast<unsigned char>(layout.bitsPerPixel);
     file[4] = 3; // a non-zero origin: only the extent counts
     file[6] = 2;
-    const int xmax = 3 + spec.width - 1, ymax = 2 + spec.height - 1;
+    const int xmax = 3 + layout.width - 1, ymax = 2 + layout.height - 1;
     file[8] = static_cast<unsigned char>(xmax);
     file[9] = static_cast<unsigned char>(xmax >> 8);
     file[10] = static_cast<unsigned char>(ymax);
@@ -69,7 +68,7 @@ Bytes EncodePcx(const PcxSpec& spec, const Rows& lines, const Bytes& palette = B
             i += n;
         }
     }
-    if (spec.bitsPerPixel == 8 && spec.withPalette) {
+    if (layout.bitsPerPixel == 8 && layout.withPalette) {
         file.push_back(12);
         file.insert(file.end(), palette.begin(), palette.end());
     }
@@ -330,7 +329,7 @@ TEST_F(PcxTest, PaletteIsTakenFromTheMarkedTailOnly)
     const Bytes first = RandomPalette(1), second = RandomPalette(2);
     Bytes withPalette = EncodePcx({4, 2}, lines, first);
     Bytes other = EncodePcx({4, 2}, lines, second);
-    PcxSpec plain{4, 2};
+    PcxLayout plain{4, 2};
     plain.withPalette = false;
     Bytes withoutPalette = EncodePcx(plain, lines);
 
@@ -439,36 +438,19 @@ struct Ppm {
     Bytes rgb;
 };
 
+// pcxtoppm writes a plain "P6 width height 255" header without comments.
 Ppm ReadPpm(const std::string& path)
 {
     const Bytes bytes = ReadBytes(path);
     Ppm image;
-    size_t at = 0;
-    auto token = [&]() {
-        std::string text;
-        while (at < bytes.size()) {
-            const char c = char(bytes[at]);
-            if (c == '#') {
-                while (at < bytes.size() && bytes[at] != '\n')
-                    ++at;
-            } else if (std::isspace(static_cast<unsigned char>(c))) {
-                ++at;
-                if (!text.empty())
-                    break;
-            } else {
-                text += c;
-                ++at;
-            }
-        }
-        return text;
-    };
-    if (token() != "P6")
-        return image;
-    image.width = std::stoi(token());
-    image.height = std::stoi(token());
-    if (token() != "255")
+    std::istringstream header(std::string(bytes.begin(), bytes.begin() + long(std::min<size_t>(bytes.size(), 64))));
+    std::string magic;
+    int maxValue = 0;
+    header >> magic >> image.width >> image.height >> maxValue;
+    if (magic != "P6" || maxValue != 255)
         return Ppm{};
-    image.rgb.assign(bytes.begin() + long(at), bytes.end());
+    const size_t start = size_t(header.tellg()) + 1;
+    image.rgb.assign(bytes.begin() + long(start), bytes.end());
     return image;
 }
 
