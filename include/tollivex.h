@@ -5,5 +5,7 @@
 #include "tollivex/tvxcommon.h"
 #include "tollivex/semaphor.h"
 #include "tollivex/memman.h"
+#include "tollivex/diskdata.h"
+#include "tollivex/library.h"
 
 #endif
