@@ -5,5 +5,6 @@
 #include "tollivex/tvxcommon.h"
 #include "tollivex/semaphor.h"
 #include "tollivex/memman.h"
+#include "tollivex/lzss.h"
 
 #endif
