@@ -33,26 +33,27 @@ public:
     ERRORSTATUS Expand(unsigned long* outLength);
 
 private:
+    bool Usable(const unsigned long* outLength);
+    void ResetChains();
     void ResetCoder();
-    void FillWindow();
     void UpdateDistanceWidth();
+    void FillWindow();
+    void PutByte(unsigned char value);
+    void PutBits(unsigned reversedCode, unsigned count);
+    void FlushBits();
     unsigned FindMatch(unsigned* distance) const;
     void Advance(unsigned count);
     void Slide();
-    void PutBits(unsigned value, unsigned count);
-    void PutByte(unsigned char value);
-    void FlushBits();
-    void ResetChains();
 
     MemManager* memManager;
     MemManager* bufferOwner;    // the manager the work buffers came from
-    unsigned char* window;
+    unsigned char* window;      // sliding buffer to compress, 16384-byte ring to expand
     uint16_t pos;
     uint16_t windowStart;
     uint16_t loaded;
     uint16_t bufferSize;
-    uint16_t* hashHeads;
-    uint16_t* hashChain;
+    uint16_t* hashHeads;        // 4096 entries, 0xFFFF for none
+    uint16_t* hashChain;        // bufferSize entries, 0xFFFF for none
     uint16_t hash;
     unsigned char* inBuffer;
     unsigned char* outBuffer;
@@ -63,8 +64,8 @@ private:
     uint16_t distanceBits;
     uint32_t nextPower;
     uint32_t processed;
-    uint8_t bitCount;
-    uint8_t bitAccumulator;
+    uint8_t bitCount;           // bits waiting in bitBuffer, below 8 between tokens
+    uint64_t bitBuffer;
 };
 
 #endif
