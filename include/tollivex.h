@@ -6,6 +6,7 @@
 #include "tollivex/semaphor.h"
 #include "tollivex/memman.h"
 #include "tollivex/diskdata.h"
+#include "tollivex/lzss.h"
 #include "tollivex/library.h"
 
 #endif
