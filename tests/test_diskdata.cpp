@@ -206,9 +206,9 @@ TEST_F(DiskDataTest, StatListKeepsTheDirectoryPartAndRunsInReverse)
         std::vector<std::string> found;
         for (_FILESTATS* record = list; record != nullptr; record = record->next) {
             found.push_back(std::string(record->name) + "=" + std::to_string(record->size));
-            EXPECT_EQ(record->date, 0);
-            EXPECT_EQ(record->time, 0);
-            EXPECT_EQ(record->attributes, 0);
+            EXPECT_EQ(+record->date, 0);
+            EXPECT_EQ(+record->time, 0);
+            EXPECT_EQ(+record->attributes, 0);
         }
         disk.ReleaseStatList(&list);
         EXPECT_EQ(list, nullptr);
