@@ -318,27 +318,6 @@ TEST_F(DiskDataTest, RemoveDataBlockCutsRangesInPlace)
     EXPECT_EQ(memory.CheckMemoryIntegrity(), 1);
 }
 
-TEST_F(DiskDataTest, CopyFileBlocksMovesCountBytes)
-{
-    const Bytes content = tvxtest::RandomBytes(20000, 3);
-    WriteBytes("SRC.BIN", content);
-    Text source("SRC.BIN");
-    Text target("DST.BIN");
-    FILE* in = nullptr;
-    FILE* out = nullptr;
-    ASSERT_EQ(disk.OpenFileR(source, &in), ERR_OK);
-    ASSERT_EQ(disk.CreateFileW(target, &out), ERR_OK);
-    unsigned char buffer[8192];
-    std::fseek(in, 100, SEEK_SET);
-    EXPECT_EQ(disk.CopyFileBlocks(in, out, buffer, 19000), ERR_OK);
-    EXPECT_EQ(disk.CopyFileBlocks(in, out, buffer, 901), ERR_FAILURE);
-    EXPECT_EQ(disk.errorCode, ERR_DISK_READ);
-    disk.CloseAllFiles();
-    const Bytes copied = ReadBytes("DST.BIN");
-    ASSERT_GE(copied.size(), 19000u);
-    EXPECT_EQ(Bytes(copied.begin(), copied.begin() + 19000), Bytes(content.begin() + 100, content.begin() + 19100));
-}
-
 TEST_F(DiskDataTest, CurrentDirectory)
 {
     char buffer[1024];

@@ -114,6 +114,8 @@ TEST_F(LibraryTest, AddLibraryWritesTheFileFormat)
     EXPECT_EQ(library.errorCode, ERR_LIB_BLOCK_EXISTS);
     EXPECT_EQ(Add("LONGNAMED.LIB", "X", first, LIB_ADD_CREATE), ERR_FAILURE);
     EXPECT_EQ(library.errorCode, ERR_LIB_BAD_NAME);
+    EXPECT_EQ(Add("G?ME.LIB", "X", first, LIB_ADD_CREATE), ERR_FAILURE);
+    EXPECT_EQ(library.errorCode, ERR_LIB_BAD_NAME);
 
     _LIBDATA record;
     Text first_name("FIRST");
@@ -452,6 +454,7 @@ TEST_F(LibraryTest, FindBlockInFileReportsDamage)
         {"MAGIC.LIB", wrongMagic, ERR_LIB_NOT_LIBRARY},
         {"NONE.LIB", {}, ERR_LIB_NO_FILE},
         {"NOT8.3NAME.LIB", {}, ERR_LIB_BAD_NAME},
+        {"*.LIB", {}, ERR_LIB_BAD_NAME},
     };
     for (const Case& c : cases) {
         if (!c.bytes.empty())
