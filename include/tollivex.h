@@ -8,5 +8,6 @@
 #include "tollivex/diskdata.h"
 #include "tollivex/lzss.h"
 #include "tollivex/library.h"
+#include "tollivex/dataman.h"
 
 #endif
