@@ -42,6 +42,7 @@ private:
     void PutBits(unsigned reversedCode, unsigned count);
     void FlushBits();
     unsigned FindMatch(unsigned* distance) const;
+    uint32_t UpcomingTrigram(unsigned at) const;
     void Advance(unsigned count);
     void Slide();
 
@@ -52,7 +53,8 @@ private:
     uint16_t windowStart;
     uint16_t loaded;
     uint16_t bufferSize;
-    uint16_t* hashHeads;        // 4096 entries, 0xFFFF for none
+    uint16_t* hashHeads;        // 4096 entries, 0xFFFF for none, then slotNewest
+    uint16_t* slotNewest;       // newest position per trigram slot, 0xFFFF for none
     uint16_t* hashChain;        // bufferSize entries, 0xFFFF for none
     uint16_t hash;
     unsigned char* inBuffer;
