@@ -424,6 +424,33 @@ TEST_F(LzssTest, StreamsThatEndEarlyOrReachBeforeTheirStart)
     EXPECT_TRUE(LogEntries().empty());
 }
 
+TEST_F(LzssTest, PositionsCarryOverUntilTheBuffersAreSetAgain)
+{
+    // Two streams back to back ("AB", then "AAAA") expand one after the
+    // other into one area; a second compression appends its stream.
+    LZSS lzss(&memory);
+    Bytes streams = {0x04, 0x09, 0x05, 0x04, 0x87, 0x00}, out(10, 0);
+    lzss.SetInBuffer(streams.data(), streams.size());
+    lzss.SetOutBuffer(out.data(), out.size());
+    unsigned long length = 0;
+    EXPECT_EQ(lzss.Expand(&length), ERR_OK);
+    EXPECT_EQ(length, 2u);
+    EXPECT_EQ(lzss.Expand(&length), ERR_OK);
+    EXPECT_EQ(length, 4u);
+    EXPECT_EQ(out, (Bytes{'A', 'B', 'A', 'A', 'A', 'A', 0, 0, 0, 0}));
+
+    Bytes input = Text("AB"), packed(10, 0);
+    lzss.SetInBuffer(input.data(), input.size());
+    lzss.SetOutBuffer(packed.data(), packed.size());
+    EXPECT_EQ(lzss.Compress(&length), ERR_OK);
+    EXPECT_EQ(length, 3u);
+    lzss.SetInBuffer(input.data(), input.size());
+    EXPECT_EQ(lzss.Compress(&length), ERR_OK);
+    EXPECT_EQ(length, 6u);
+    EXPECT_EQ(packed, (Bytes{0x04, 0x09, 0x05, 0x04, 0x09, 0x05, 0, 0, 0, 0}));
+    EXPECT_TRUE(LogEntries().empty());
+}
+
 TEST_F(LzssTest, ErrorCodeAndMisuse)
 {
     LZSS broken(nullptr);
