@@ -344,6 +344,14 @@ TEST_F(LzssTest, HashAfterTheFirstSlideSeesTheAllocatorFill)
     EXPECT_TRUE(Compress(data) == ReferenceCompress(data, Tail::AllocatorFill));
     EXPECT_FALSE(ReferenceCompress(data, Tail::NextInput) == ReferenceCompress(data, Tail::AllocatorFill));
     ExpectRoundTrip(data);
+
+    // The last position entered before the slide (a, b, 0xCC) and the one
+    // two after the slide (0xCC, 0xCC, a) share a bucket when a = 0x1C and
+    // b = 0xC1, and both really begin "a b a": the coder finds a length-3
+    // match at distance 2 there, which only the real bytes can tell.
+    data = SlideProbe({0xC1, 0x1C, 0xC1, 0x1C, 0x99});
+    data[31998] = data[20018] = 0x1C;
+    EXPECT_TRUE(Compress(data) == ReferenceCompress(data, Tail::AllocatorFill));
 }
 
 TEST_F(LzssTest, LargeRoundTrips)
