@@ -88,7 +88,7 @@ protected:
     MemManager memory;
 };
 
-// Bytes whose three-byte sequences never repeat (for under 65280 bytes), so
+// Bytes whose three-byte sequences never repeat (while k stays below 0xFF00), so
 // the coder can only emit literals.
 Bytes Unrepeating(size_t size, unsigned start = 0)
 {
