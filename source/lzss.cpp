@@ -37,7 +37,6 @@ const unsigned kSlotBits = 16;
 const unsigned kSlotCount = 1u << kSlotBits;
 const uint16_t kNone = 0xFFFF;
 const unsigned kChainSteps = 200; // the walk looks at this many plus one
-const unsigned kMaxDistanceBits = 14;
 
 const unsigned kLargestBuffer = 32000;
 const unsigned kBufferStep = 4000;
@@ -111,8 +110,8 @@ inline uint16_t Rebase(uint16_t position, uint16_t offset)
 {
     // Positions compare as signed 16-bit values, so 0xFFFF (none) and
     // anything that falls below the buffer start both end up as 0xFFFF.
-    // Branch-free so the loops over whole tables vectorise.
-    // No overflow: positions stay below 32768 and offsets below 16384.
+    // Branch-free so the loops over whole tables vectorise; no overflow, as
+    // positions stay below 32768 and offsets below 16384.
     const int16_t moved = static_cast<int16_t>(int16_t(position) - int16_t(offset));
     return static_cast<uint16_t>(moved | (moved >> 15));
 }
@@ -120,9 +119,9 @@ inline uint16_t Rebase(uint16_t position, uint16_t offset)
 
 LZSS::LZSS(MemManager* mem)
     : errorCode(0), memManager(mem), bufferOwner(nullptr), window(nullptr), pos(0), windowStart(0), loaded(0),
-      bufferSize(0), hashHeads(nullptr), slotNewest(nullptr), hashChain(nullptr), hash(0), inBuffer(nullptr), outBuffer(nullptr),
-      inSize(0), outSize(0), inPos(0), outPos(0), distanceBits(0), nextPower(1), processed(0), bitCount(0),
-      bitBuffer(0)
+      bufferSize(0), hashHeads(nullptr), slotNewest(nullptr), hashChain(nullptr), hash(0), inBuffer(nullptr),
+      outBuffer(nullptr), inSize(0), outSize(0), inPos(0), outPos(0), distanceBits(0), nextPower(1), processed(0),
+      bitCount(0), bitBuffer(0)
 {
     if (mem == nullptr) {
         _AssertMsg(kSource, 567);
@@ -476,9 +475,12 @@ ERRORSTATUS LZSS::Expand(unsigned long* outLength)
         return ERR_FAILURE;
     ResetCoder();
 
-    BitReader reader(inBuffer, inSize);
-    unsigned char* const out = outBuffer;
-    const uint32_t limit = outSize;
+    // Like Compress, this goes on from the input and output positions; only
+    // SetInBuffer and SetOutBuffer rewind them.
+    const uint32_t inLeft = inSize - inPos;
+    BitReader reader(inLeft != 0 ? inBuffer + inPos : nullptr, inLeft);
+    unsigned char* const out = outBuffer != nullptr ? outBuffer + outPos : nullptr;
+    const uint32_t limit = outSize - outPos;
     uint32_t done = 0; // bytes produced; always equal to `processed`
     bool full = false;
 
@@ -532,7 +534,7 @@ ERRORSTATUS LZSS::Expand(unsigned long* outLength)
 
     // Every byte read past the input counts as one logged read.
     const uint64_t used = reader.BytesUsed();
-    for (uint64_t n = inSize; n < used; ++n)
+    for (uint64_t n = inLeft; n < used; ++n)
         _AssertMsg(kSource, 63);
 
     // Leave the ring as a byte-at-a-time decoder would.
@@ -541,8 +543,8 @@ ERRORSTATUS LZSS::Expand(unsigned long* outLength)
         window[k & kRingMask] = out[k];
     processed = done;
     pos = static_cast<uint16_t>(done);
-    inPos = static_cast<uint32_t>(used < inSize ? used : inSize);
-    outPos = done;
+    inPos += static_cast<uint32_t>(used < inLeft ? used : inLeft);
+    outPos += done;
 
     // On overrun the partial count is reported too, so the caller's length
     // is never left undefined.

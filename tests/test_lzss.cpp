@@ -88,7 +88,7 @@ protected:
     MemManager memory;
 };
 
-// Bytes whose three-byte sequences never repeat (for under 65280 bytes), so
+// Bytes whose three-byte sequences never repeat (while k stays below 0xFF00), so
 // the coder can only emit literals.
 Bytes Unrepeating(size_t size, unsigned start = 0)
 {
@@ -344,6 +344,14 @@ TEST_F(LzssTest, HashAfterTheFirstSlideSeesTheAllocatorFill)
     EXPECT_TRUE(Compress(data) == ReferenceCompress(data, Tail::AllocatorFill));
     EXPECT_FALSE(ReferenceCompress(data, Tail::NextInput) == ReferenceCompress(data, Tail::AllocatorFill));
     ExpectRoundTrip(data);
+
+    // The last position entered before the slide (a, b, 0xCC) and the one
+    // two after the slide (0xCC, 0xCC, a) share a bucket when a = 0x1C and
+    // b = 0xC1, and both really begin "a b a": the coder finds a length-3
+    // match at distance 2 there, which only the real bytes can tell.
+    data = SlideProbe({0xC1, 0x1C, 0xC1, 0x1C, 0x99});
+    data[31998] = data[20018] = 0x1C;
+    EXPECT_TRUE(Compress(data) == ReferenceCompress(data, Tail::AllocatorFill));
 }
 
 TEST_F(LzssTest, LargeRoundTrips)
@@ -421,6 +429,33 @@ TEST_F(LzssTest, StreamsThatEndEarlyOrReachBeforeTheirStart)
     DebugInit();
     EXPECT_EQ(Expand({0x04, 0x09, 0x1D, 0x02}, 10, &out), ERR_OK);
     EXPECT_EQ(out, (Bytes{'A', 'B', 0xCC, 'A', 'B'}));
+    EXPECT_TRUE(LogEntries().empty());
+}
+
+TEST_F(LzssTest, PositionsCarryOverUntilTheBuffersAreSetAgain)
+{
+    // Two streams back to back ("AB", then "AAAA") expand one after the
+    // other into one area; a second compression appends its stream.
+    LZSS lzss(&memory);
+    Bytes streams = {0x04, 0x09, 0x05, 0x04, 0x87, 0x00}, out(10, 0);
+    lzss.SetInBuffer(streams.data(), streams.size());
+    lzss.SetOutBuffer(out.data(), out.size());
+    unsigned long length = 0;
+    EXPECT_EQ(lzss.Expand(&length), ERR_OK);
+    EXPECT_EQ(length, 2u);
+    EXPECT_EQ(lzss.Expand(&length), ERR_OK);
+    EXPECT_EQ(length, 4u);
+    EXPECT_EQ(out, (Bytes{'A', 'B', 'A', 'A', 'A', 'A', 0, 0, 0, 0}));
+
+    Bytes input = Text("AB"), packed(10, 0);
+    lzss.SetInBuffer(input.data(), input.size());
+    lzss.SetOutBuffer(packed.data(), packed.size());
+    EXPECT_EQ(lzss.Compress(&length), ERR_OK);
+    EXPECT_EQ(length, 3u);
+    lzss.SetInBuffer(input.data(), input.size());
+    EXPECT_EQ(lzss.Compress(&length), ERR_OK);
+    EXPECT_EQ(length, 6u);
+    EXPECT_EQ(packed, (Bytes{0x04, 0x09, 0x05, 0x04, 0x09, 0x05, 0, 0, 0, 0}));
     EXPECT_TRUE(LogEntries().empty());
 }
 
