@@ -199,16 +199,23 @@ ERRORSTATUS DataManager::QueryDatasetName(unsigned char index, char* name)
     return ERR_OK;
 }
 
-ERRORSTATUS DataManager::Save(unsigned char index)
+bool DataManager::CanSave(unsigned char index)
 {
     if (index >= slotCount || datasetStates[index] != SLOT_IN_USE) {
         errorCode = ERR_DM_NOT_IN_USE;
-        return ERR_FAILURE;
+        return false;
     }
     if (libManager == nullptr) {
         _AssertMsg(kSource, __LINE__);
-        return ERR_FAILURE;
+        return false;
     }
+    return true;
+}
+
+ERRORSTATUS DataManager::Save(unsigned char index)
+{
+    if (!CanSave(index))
+        return ERR_FAILURE;
     char name[kNameBytes + 1];
     CopySlotName(name, datasetNames[index]);
     _LIBDATA record;
@@ -221,14 +228,8 @@ ERRORSTATUS DataManager::Save(unsigned char index)
 
 ERRORSTATUS DataManager::SaveAs(unsigned char index, char* file, unsigned long flags)
 {
-    if (index >= slotCount || datasetStates[index] != SLOT_IN_USE) {
-        errorCode = ERR_DM_NOT_IN_USE;
+    if (!CanSave(index))
         return ERR_FAILURE;
-    }
-    if (libManager == nullptr) {
-        _AssertMsg(kSource, __LINE__);
-        return ERR_FAILURE;
-    }
     return WriteSaveBlock(index, file, flags | 1 | 2);
 }
 

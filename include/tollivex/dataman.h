@@ -85,6 +85,7 @@ private:
     void Initialise();
     bool NameMatches(unsigned slot, const char* name) const;
     void CheckIntegrity(unsigned long assertLine);
+    bool CanSave(unsigned char index);
     ERRORSTATUS WriteSaveBlock(unsigned char index, char* file, unsigned long flags);
 };
 
