@@ -5,6 +5,8 @@
 #include "tollivex/tvxcommon.h"
 #include "tollivex/semaphor.h"
 #include "tollivex/memman.h"
+#include "tollivex/diskdata.h"
+#include "tollivex/library.h"
 #include "tollivex/canvas.h"
 
 #endif
