@@ -6,7 +6,9 @@
 #include "tollivex/semaphor.h"
 #include "tollivex/memman.h"
 #include "tollivex/diskdata.h"
+#include "tollivex/lzss.h"
 #include "tollivex/library.h"
+#include "tollivex/dataman.h"
 #include "tollivex/canvas.h"
 
 #endif

@@ -79,6 +79,8 @@ public:
     ERRORSTATUS CopyFileBlocks(FILE* source, FILE* target, unsigned char* buffer, unsigned long count);
 
 private:
+    ERRORSTATUS RewriteWithout(char* fileName, unsigned long offset, unsigned long length, unsigned char* buffer);
+
     MemManager* memManager;
     _OPENFILES* openFiles;
 };

@@ -97,9 +97,14 @@ private:
     ERRORSTATUS ScanOneFile(char* fileName, unsigned long type, _LIBDATA** head);
     ERRORSTATUS Withdraw(_LIBDATA** head, char* fileSpec, unsigned long type);
     void FreeList(_LIBDATA** head);
-    void ShiftOffsets(const char* file, unsigned long headerOffset, unsigned long length);
     ERRORSTATUS ExpandBlock(unsigned char** data, unsigned long* size);
-    ERRORSTATUS ChangeBlockCount(char* file, int delta);
+    ERRORSTATUS CompressBlock(unsigned char* data, unsigned long size, unsigned char** stored,
+                              unsigned long* storedLength);
+    ERRORSTATUS CreateEmptyLibrary(char* file);
+    ERRORSTATUS WriteBlock(char* file, char* name, unsigned long type, unsigned char* stored,
+                           unsigned long storedLength, bool compressed, unsigned long flags);
+    void ForgetCutBlock(char* file, char* name, unsigned long headerOffset, unsigned long length);
+    void ShiftOffsets(const char* file, unsigned long headerOffset, unsigned long length);
 
     _LIBDATA* registry;
     DiskData* diskData;

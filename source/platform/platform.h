@@ -16,9 +16,13 @@
 #    define NOMINMAX
 #  endif
 #  include <windows.h>
+#  include <cstdio>
+// The C runtime takes both separators: stdio opens game paths as they stand.
+inline FILE* PlatformOpenFile(const char* name, const char* mode) { return std::fopen(name, mode); }
 #else
 #  include "platform/posix/win_types.h"
 #  include "platform/posix/win_sync.h"
+#  include "platform/posix/win_fs.h"
 #endif
 
 #endif
