@@ -10,5 +10,7 @@
 #include "tollivex/library.h"
 #include "tollivex/dataman.h"
 #include "tollivex/canvas.h"
+#include "tollivex/sprman.h"
+#include "tollivex/font.h"
 
 #endif
