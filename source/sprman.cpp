@@ -29,6 +29,22 @@ const unsigned long kNameBytes = 20;
 // The memory total counts a slot table as four bytes a slot, as a 32-bit
 // build holds it, so the idle limit trims alike on every build.
 const unsigned long kSlotBytes = 4;
+
+// Every save block handed out carries a hidden link in front of it, so the
+// manager can find the blocks it still owns.
+const unsigned long kLinkBytes = 8;
+
+unsigned char* NextOf(const unsigned char* raw)
+{
+    unsigned char* next = nullptr;
+    std::memcpy(&next, raw, sizeof next);
+    return next;
+}
+
+void SetNext(unsigned char* raw, unsigned char* next)
+{
+    std::memcpy(raw, &next, sizeof next);
+}
 } // namespace
 
 SpriteManager::SpriteManager() : DataManager()
@@ -47,6 +63,7 @@ void SpriteManager::Initialise()
     encodeCanvas = nullptr;
     encodeBufferSize = kDefaultEncodeBufferSize;
     type = kSpriteSetType;
+    saveBlocks = nullptr;
     remapActive = 0;
     std::memset(remapMatrix, 0, sizeof remapMatrix);
     for (int set = 0; set < 256; ++set) {
@@ -59,6 +76,12 @@ void SpriteManager::Initialise()
 SpriteManager::~SpriteManager()
 {
     DMCleanup();
+    // Save blocks never given back (DataManager::Save keeps the one it
+    // wrote) still belong to this manager.
+    while (saveBlocks != nullptr) {
+        unsigned char* block = saveBlocks + kLinkBytes;
+        ReleaseSaveBlock(&block);
+    }
 }
 
 void SpriteManager::AssociateCanvas(Canvas* canvas)
@@ -267,11 +290,14 @@ ERRORSTATUS SpriteManager::RequestSaveBlock(unsigned char index, unsigned char**
     }
     const unsigned long count = itemCounts[index];
     const unsigned long total = setDataSize[index] + 2 + kSlotBytes * count;
-    unsigned char* out = nullptr;
-    if (!ObtainBytes(&out, total)) {
+    unsigned char* raw = nullptr;
+    if (!ObtainBytes(&raw, kLinkBytes + total)) {
         errorCode = ERR_SPR_NO_MEMORY;
         return ERR_FAILURE;
     }
+    SetNext(raw, saveBlocks);
+    saveBlocks = raw;
+    unsigned char* out = raw + kLinkBytes;
     Put16(out, unsigned(count));
     const unsigned char* area = setData[index];
     for (unsigned long i = 0; i < count; ++i) {
@@ -291,8 +317,23 @@ ERRORSTATUS SpriteManager::RequestSaveBlock(unsigned char index, unsigned char**
 
 ERRORSTATUS SpriteManager::ReleaseSaveBlock(unsigned char** block)
 {
-    if (block != nullptr)
-        ReleaseBytes(block);
+    if (block == nullptr || *block == nullptr)
+        return ERR_OK;
+    unsigned char* raw = *block - kLinkBytes;
+    unsigned char* previous = nullptr;
+    for (unsigned char* current = saveBlocks; current != nullptr; current = NextOf(current)) {
+        if (current == raw) {
+            if (previous == nullptr)
+                saveBlocks = NextOf(raw);
+            else
+                SetNext(previous, NextOf(raw));
+            ReleaseBytes(&raw);
+            *block = nullptr;
+            return ERR_OK;
+        }
+        previous = current;
+    }
+    _AssertMsg(kSource, __LINE__); // not one of ours: left alone
     return ERR_OK;
 }
 

@@ -151,6 +151,7 @@ private:
     unsigned char* setData[256];
     unsigned char** setTable[256];
     unsigned long setDataSize[256];
+    unsigned char* saveBlocks; // save blocks handed out and not yet given back
 };
 
 #endif
