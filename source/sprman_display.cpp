@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 
@@ -38,18 +39,54 @@ unsigned char Shade(unsigned char pixel, unsigned char change)
     return static_cast<unsigned char>((pixel & 0xF0) + std::clamp(step, 0, 15));
 }
 
+// Runs are at most 63 pixels, mostly a handful: copied and filled inline
+// with overlapping word moves rather than through a library call each.
+inline void CopyRun(unsigned char* d, const unsigned char* s, int n)
+{
+    if (n >= 8) {
+        for (int i = 0; i + 8 < n; i += 8)
+            std::memcpy(d + i, s + i, 8);
+        std::memcpy(d + n - 8, s + n - 8, 8);
+    } else if (n >= 4) {
+        std::memcpy(d, s, 4);
+        std::memcpy(d + n - 4, s + n - 4, 4);
+    } else if (n > 0) {
+        d[0] = s[0];
+        d[n / 2] = s[n / 2];
+        d[n - 1] = s[n - 1];
+    }
+}
+
+inline void FillRun(unsigned char* d, int n, unsigned char v)
+{
+    const uint64_t pattern = 0x0101010101010101ull * v;
+    if (n >= 8) {
+        for (int i = 0; i + 8 < n; i += 8)
+            std::memcpy(d + i, &pattern, 8);
+        std::memcpy(d + n - 8, &pattern, 8);
+    } else if (n >= 4) {
+        std::memcpy(d, &pattern, 4);
+        std::memcpy(d + n - 4, &pattern, 4);
+    } else if (n > 0) {
+        d[0] = v;
+        d[n / 2] = v;
+        d[n - 1] = v;
+    }
+}
+
+// Fill and Copy get the run and its canvas column.
 struct NormalPainter {
     void Row(int) {}
-    void Fill(unsigned char* d, int n, unsigned char v, int) { std::memset(d, v, size_t(n)); }
-    void Copy(unsigned char* d, const unsigned char* s, int n, int) { std::memcpy(d, s, size_t(n)); }
+    void Fill(unsigned char* d, int n, unsigned char v, int) { FillRun(d, n, v); }
+    void Copy(unsigned char* d, const unsigned char* s, int n, int) { CopyRun(d, s, n); }
     void Pixel(unsigned char* d, unsigned char v, int) { *d = v; }
 };
 
 struct SolidPainter {
     unsigned char color;
     void Row(int) {}
-    void Fill(unsigned char* d, int n, unsigned char, int) { std::memset(d, color, size_t(n)); }
-    void Copy(unsigned char* d, const unsigned char*, int n, int) { std::memset(d, color, size_t(n)); }
+    void Fill(unsigned char* d, int n, unsigned char, int) { FillRun(d, n, color); }
+    void Copy(unsigned char* d, const unsigned char*, int n, int) { FillRun(d, n, color); }
     void Pixel(unsigned char* d, unsigned char, int) { *d = color; }
 };
 
@@ -72,7 +109,7 @@ struct ShadePainter {
 // A shade sprite's stored changes shown as their source values 0..31.
 struct ShadeSolidPainter {
     void Row(int) {}
-    void Fill(unsigned char* d, int n, unsigned char v, int) { std::memset(d, (v + 16) & 0xFF, size_t(n)); }
+    void Fill(unsigned char* d, int n, unsigned char v, int) { FillRun(d, n, static_cast<unsigned char>(v + 16)); }
     void Copy(unsigned char* d, const unsigned char* s, int n, int)
     {
         for (int i = 0; i < n; ++i)
@@ -83,9 +120,13 @@ struct ShadeSolidPainter {
 
 // Pixels come from a tiled texture anchored to the canvas: canvas (x, y)
 // shows texture (left + (x - originX) mod width, top + (y - originY) mod height).
+// Runs arrive left to right, so the texture column is carried along from
+// one run to the next instead of divided out each time.
 struct TexturePainter {
     const Texture& texture;
     const unsigned char* source = nullptr;
+    int lastColumn = 0;  // canvas column of the next pixel after the last run
+    int texColumn = -1;  // its texture column; -1: not yet known on this row
 
     explicit TexturePainter(const Texture& t) : texture(t) {}
 
@@ -93,23 +134,46 @@ struct TexturePainter {
     {
         const int row = texture.top + Mod(canvasRow - texture.originY, texture.height);
         source = texture.canvas->QueryRowAddress(static_cast<unsigned long>(row));
+        texColumn = -1;
     }
-    int Column(int canvasColumn) const { return texture.left + Mod(canvasColumn - texture.originX, texture.width); }
+    int Column(int canvasColumn)
+    {
+        const int step = canvasColumn - lastColumn;
+        if (texColumn < 0 || step < 0 || step >= texture.width)
+            return texture.left + Mod(canvasColumn - texture.originX, texture.width);
+        int column = texColumn + step;
+        if (column >= texture.left + texture.width)
+            column -= texture.width;
+        return column;
+    }
     void Span(unsigned char* d, int n, int canvasColumn)
     {
         int column = Column(canvasColumn);
         const int right = texture.left + texture.width;
+        lastColumn = canvasColumn + n;
+        if (column + n < right) { // the usual case: no wrap inside the run
+            CopyRun(d, source + column, n);
+            texColumn = column + n;
+            return;
+        }
+        Wrapped(d, n, column, right);
+    }
+    void Wrapped(unsigned char* d, int n, int column, int right)
+    {
         while (n > 0) {
             const int run = std::min(n, right - column);
-            std::memcpy(d, source + column, size_t(run));
+            CopyRun(d, source + column, run);
             d += run;
             n -= run;
-            column = texture.left;
+            column += run;
+            if (column == right)
+                column = texture.left;
         }
+        texColumn = column;
     }
     void Fill(unsigned char* d, int n, unsigned char, int column) { Span(d, n, column); }
     void Copy(unsigned char* d, const unsigned char*, int n, int column) { Span(d, n, column); }
-    void Pixel(unsigned char* d, unsigned char, int column) { *d = source[Column(column)]; }
+    void Pixel(unsigned char* d, unsigned char, int column) { Span(d, 1, column); }
 };
 
 // Rows of the sprite that land on the canvas: [first, end).
@@ -141,9 +205,10 @@ bool SkipRow(const unsigned char*& p, const unsigned char* end)
 
 // The one walker of the normal, solid, shade and textured kinds. The sprite's
 // top-left is canvas (x, y); only canvas columns [0, width) and rows
-// [0, height) are touched, each run cut to them.
-template <class Painter>
-void DrawRows(const Sprite& s, const Target& t, int x, int y, Painter& paint)
+// [0, height) are touched, each run cut to them. With kLeftEdge false the
+// caller promises x >= 0, which spares the left cut on the fast path.
+template <bool kLeftEdge, class Painter>
+void WalkRows(const Sprite& s, const Target& t, int x, int y, Painter& paint)
 {
     const RowSpan rows = VisibleRows(s, t, y);
     if (rows.first >= rows.end)
@@ -167,20 +232,28 @@ void DrawRows(const Sprite& s, const Target& t, int x, int y, Painter& paint)
                 return;
             const unsigned char command = *p++;
             const int n = command & 63;
-            switch (command >> 6) {
-            case kSkip:
-                break;
-            case kRepeat: {
+            const unsigned kind = command >> 6;
+            if (kind == kLiteral) {
+                if (end - p < n)
+                    return;
+                const int from = kLeftEdge ? std::max(column, lo) : column;
+                const int to = std::min(column + n, hi);
+                if (from < to)
+                    paint.Copy(row + (x + from), p + (from - column), to - from, x + from);
+                p += n;
+                column += n;
+            } else if (kind == kRepeat) {
                 if (p >= end)
                     return;
                 const unsigned char value = *p++;
-                const int from = std::max(column, lo);
+                const int from = kLeftEdge ? std::max(column, lo) : column;
                 const int to = std::min(column + n, hi);
                 if (from < to)
-                    paint.Fill(row + x + from, to - from, value, x + from);
-                break;
-            }
-            case kPair: {
+                    paint.Fill(row + (x + from), to - from, value, x + from);
+                column += n;
+            } else if (kind == kSkip) {
+                column += n;
+            } else {
                 if (end - p < 2)
                     return;
                 const unsigned char pair[2] = {p[0], p[1]};
@@ -188,27 +261,24 @@ void DrawRows(const Sprite& s, const Target& t, int x, int y, Painter& paint)
                 for (int i = 0; i < 2 * n; ++i) {
                     const int c = column + i;
                     if (c >= lo && c < hi)
-                        paint.Pixel(row + x + c, pair[i & 1], x + c);
+                        paint.Pixel(row + (x + c), pair[i & 1], x + c);
                 }
-                break;
+                column += 2 * n;
             }
-            default: { // literal
-                if (end - p < n)
-                    return;
-                const int from = std::max(column, lo);
-                const int to = std::min(column + n, hi);
-                if (from < to)
-                    paint.Copy(row + x + from, p + (from - column), to - from, x + from);
-                p += n;
-                break;
-            }
-            }
-            column += (command >> 6) == kPair ? 2 * n : n;
         }
         if (++r >= rows.end)
             return;
         row += t.rowIncrement;
     }
+}
+
+template <class Painter>
+void DrawRows(const Sprite& s, const Target& t, int x, int y, Painter& paint)
+{
+    if (x >= 0)
+        WalkRows<false>(s, t, x, y, paint);
+    else
+        WalkRows<true>(s, t, x, y, paint);
 }
 
 // Mirrored, as the clipped path draws it: each row runs leftwards from column
