@@ -20,8 +20,12 @@ int SpriteManager::HitCheck(short x, short y, unsigned char set, unsigned short 
         return 0;
     }
     const unsigned char* record = setTable[set][sprite];
+    if (record == nullptr) {
+        _AssertMsg(kSource, __LINE__);
+        return 0;
+    }
     const unsigned char* end = setData[set] + setDataSize[set];
-    if (record == nullptr || end - record < std::ptrdiff_t(kHeaderSize)) {
+    if (end - record < std::ptrdiff_t(kHeaderSize)) {
         _AssertMsg(kSource, __LINE__);
         return 0;
     }
@@ -65,12 +69,9 @@ void SpriteManager::RemapSpriteset(unsigned char set)
     // Every slot of the table is visited; the walk does not reach the entry
     // one beyond the last slot, which lies outside the table.
     unsigned char** table = setTable[set];
-    if (table != nullptr) {
-        const unsigned char* end = setData[set] + setDataSize[set];
-        for (unsigned i = 0; i < itemCounts[set]; ++i) {
-            if (table[i] != nullptr)
-                RemapRecord(table[i], end);
-        }
+    for (unsigned i = 0; table != nullptr && i < itemCounts[set]; ++i) {
+        if (table[i] != nullptr)
+            RemapRecord(table[i], setData[set] + setDataSize[set]);
     }
     modified[set] = 1;
 }

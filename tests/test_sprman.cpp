@@ -145,8 +145,12 @@ TEST_F(SetTest, ABlockWithoutSlotsKeepsOnlyItsSize)
     unsigned short free = 0;
     EXPECT_EQ(sprites.FindEmptySlot(set, &free), ERR_FAILURE);
     EXPECT_EQ(sprites.errorCode, ERR_SPR_SET_FULL);
-    // Grown, it takes records after the zeros.
+    // Grown, it holds an empty slot, then takes records after the zeros.
     ASSERT_EQ(sprites.ResizeSpriteset(set, 1), ERR_OK);
+    sprites.ClearRemapMatrix();
+    sprites.RemapSpriteset(set); // logs: no matrix in force
+    EXPECT_EQ(sprites.HitCheck(0, 0, set, 0, 0), 0);
+    EXPECT_EQ(LogEntries().size(), 2u);
     Bytes record = Sample(3);
     ASSERT_EQ(sprites.SetSprite(record.data(), record.size(), set, 0), ERR_OK);
     Bytes expected{1, 0, 5, 0, 0, 0, 0, 0, 0, 0, 0};
