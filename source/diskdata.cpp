@@ -288,7 +288,8 @@ void DiskData::FreeOpenFileInfo(FILE* stream)
         if ((*link)->stream == stream) {
             void* record = *link;
             *link = (*link)->next;
-            memManager->Free(&record);
+            if (memManager != nullptr)
+                memManager->Free(&record);
             return;
         }
     }

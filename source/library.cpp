@@ -420,7 +420,7 @@ ERRORSTATUS Library::FindBlockInFile(char* file, char* name, unsigned long* head
         errorCode = ERR_LIB_NO_BLOCK;
         return ERR_FAILURE;
     }
-    if (IsLegalDOSFn(file, nullptr) == 0) {
+    if (!IsSingleFileName(file)) {
         errorCode = ERR_LIB_BAD_NAME;
         return ERR_FAILURE;
     }

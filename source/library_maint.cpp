@@ -150,7 +150,7 @@ ERRORSTATUS Library::AddLibrary(char* file, char* name, unsigned long type, unsi
 ERRORSTATUS Library::WriteBlock(char* file, char* name, unsigned long type, unsigned char* stored,
                                 unsigned long storedLength, bool compressed, unsigned long flags)
 {
-    if (IsLegalDOSFn(file, nullptr) == 0) {
+    if (!IsSingleFileName(file)) {
         errorCode = ERR_LIB_BAD_NAME;
         return ERR_FAILURE;
     }

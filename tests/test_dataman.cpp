@@ -175,8 +175,8 @@ TEST_F(DataManagerTest, RequestsShareOneLoadAndListFromTheHighestSlot)
     ASSERT_EQ(blobs.RequestList(&list), ERR_OK);
     ASSERT_NE(list, nullptr);
     EXPECT_STREQ(list->name, "beta");
-    EXPECT_EQ(list->index, 1);
-    EXPECT_EQ(list->count, 20);
+    EXPECT_EQ(+list->index, 1);
+    EXPECT_EQ(+list->count, 20);
     ASSERT_NE(list->next, nullptr);
     EXPECT_STREQ(list->next->name, "alpha");
     EXPECT_EQ(list->next->next, nullptr);

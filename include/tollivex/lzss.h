@@ -4,7 +4,9 @@
 // grows with the amount of data coded (up to 14 bits, a 16384-byte window),
 // match lengths of 3 to 18 bytes and an explicit end marker. One object does
 // one operation at a time: set both buffers, call Compress or Expand, read
-// the length. Work buffers come from the MemManager given at construction.
+// the length. A second call without new buffers goes on where the first one
+// stopped in each. Work buffers come from the MemManager given at
+// construction.
 #ifndef TOLLIVEX_LZSS_H
 #define TOLLIVEX_LZSS_H
 
@@ -25,11 +27,12 @@ public:
     void SetOutBuffer(unsigned char* data, unsigned long size);
     void SetMemManager(MemManager* mem);
 
-    // Compresses the whole input; always returns 0. A too-small output area
-    // shows only as a truncated stream, so callers check *outLength.
+    // Compresses the whole input and returns 0 (1 only when construction
+    // failed). A too-small output area shows only as a truncated stream, so
+    // callers check *outLength.
     ERRORSTATUS Compress(unsigned long* outLength);
     // Expands one stream; 1 with errorCode ERR_LZSS_OUTPUT_FULL when the
-    // output area is too small.
+    // output area is too small, with *outLength the bytes that did fit.
     ERRORSTATUS Expand(unsigned long* outLength);
 
 private:
@@ -42,6 +45,7 @@ private:
     void PutBits(unsigned reversedCode, unsigned count);
     void FlushBits();
     unsigned FindMatch(unsigned* distance) const;
+    uint32_t UpcomingTrigram(unsigned at) const;
     void Advance(unsigned count);
     void Slide();
 
@@ -52,7 +56,8 @@ private:
     uint16_t windowStart;
     uint16_t loaded;
     uint16_t bufferSize;
-    uint16_t* hashHeads;        // 4096 entries, 0xFFFF for none
+    uint16_t* hashHeads;        // 4096 entries, 0xFFFF for none, then slotNewest
+    uint16_t* slotNewest;       // newest position per trigram slot, 0xFFFF for none
     uint16_t* hashChain;        // bufferSize entries, 0xFFFF for none
     uint16_t hash;
     unsigned char* inBuffer;

@@ -1,0 +1,104 @@
+// Library files built byte by byte, independently of the Library code, and
+// the objects a library test needs.
+#ifndef TOLLIVEX_TESTS_LIBFILES_H
+#define TOLLIVEX_TESTS_LIBFILES_H
+
+#include <tollivex.h>
+
+#include <cstdint>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace tvxtest {
+
+using Bytes = std::vector<unsigned char>;
+
+inline void PutLE(Bytes& out, uint32_t value, int bytes)
+{
+    for (int i = 0; i < bytes; ++i)
+        out.push_back(static_cast<unsigned char>(value >> (8 * i)));
+}
+
+inline uint32_t Code(const char (&text)[5])
+{
+    return uint32_t(uint8_t(text[0])) | uint32_t(uint8_t(text[1])) << 8 | uint32_t(uint8_t(text[2])) << 16 |
+           uint32_t(uint8_t(text[3])) << 24;
+}
+
+struct BlockSpec {
+    std::string name;          // written as is, up to 20 bytes
+    uint32_t type;
+    Bytes data;                // the stored bytes
+    uint8_t compressed = 0;
+};
+
+inline Bytes BlockBytes(const BlockSpec& block)
+{
+    Bytes out = {'L', 'I', 'B', 'B', 'L', 'K'};
+    PutLE(out, static_cast<uint32_t>(block.data.size()), 4);
+    PutLE(out, block.type, 4);
+    out.push_back(block.compressed);
+    for (size_t i = 0; i < 20; ++i)
+        out.push_back(i < block.name.size() ? static_cast<unsigned char>(block.name[i]) : 0);
+    out.insert(out.end(), block.data.begin(), block.data.end());
+    return out;
+}
+
+inline Bytes LibraryBytes(const std::vector<BlockSpec>& blocks, uint16_t version = 259)
+{
+    Bytes out = {'Q', 'O', 'R', 'L', 'I', 'B'};
+    PutLE(out, version, 2);
+    PutLE(out, static_cast<uint32_t>(blocks.size()), 2);
+    for (const BlockSpec& block : blocks) {
+        const Bytes bytes = BlockBytes(block);
+        out.insert(out.end(), bytes.begin(), bytes.end());
+    }
+    return out;
+}
+
+inline Bytes RandomBytes(size_t size, uint32_t seed)
+{
+    std::mt19937 random(seed);
+    Bytes out(size);
+    for (auto& byte : out)
+        byte = static_cast<unsigned char>(random());
+    return out;
+}
+
+// Random data with long repeats, so that LZSS has matches to find.
+inline Bytes CompressibleBytes(size_t size, uint32_t seed)
+{
+    std::mt19937 random(seed);
+    Bytes out;
+    out.reserve(size);
+    while (out.size() < size) {
+        if (out.size() > 20 && random() % 3 != 0) {
+            const size_t distance = 1 + random() % std::min<size_t>(out.size(), 20000);
+            const size_t length = 3 + random() % 40;
+            for (size_t i = 0; i < length && out.size() < size; ++i)
+                out.push_back(out[out.size() - distance]);
+        } else {
+            out.push_back(static_cast<unsigned char>('a' + random() % 8));
+        }
+    }
+    return out;
+}
+
+// A writable C string for the library's char* parameters.
+struct Text {
+    explicit Text(const std::string& s) : chars(s.begin(), s.end()) { chars.push_back('\0'); }
+    operator char*() { return chars.data(); }
+    std::vector<char> chars;
+};
+
+// The usual wiring: one memory manager, one disk, one library.
+struct LibraryFixtureObjects {
+    MemManager memory;
+    DiskData disk{&memory};
+    Library library{&memory, &disk};
+};
+
+} // namespace tvxtest
+
+#endif
