@@ -10,6 +10,9 @@
 #include "tollivex/library.h"
 #include "tollivex/dataman.h"
 #include "tollivex/canvas.h"
+#include "tollivex/palette.h"
+#include "tollivex/bitmap.h"
+#include "tollivex/pcx4.h"
 #include "tollivex/sprman.h"
 #include "tollivex/font.h"
 

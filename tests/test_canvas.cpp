@@ -126,12 +126,7 @@ TEST_F(CanvasTest, SubCanvasIsNarrowedLockedAndDrawsIntoItsParent)
         sub.HorizLine(-4, 40, 2);
         sub.PutPixel(3, 0); // just outside the sub-canvas
         EXPECT_EQ(Picture(parent), (std::vector<std::string>{
-                                       "11111111",
-                                       "11111111",
-                                       "11111322",
-                                       "11111222",
-                                       "11111333",
-                                       "11111111",
+                                       "11111111", "11111111", "11111322", "11111222", "11111333", "11111111",
                                    }));
         sub.Unlock();
     }
@@ -216,14 +211,8 @@ TEST_F(CanvasTest, RectangleOutlinesKeepTheReversedCornerOvershoot)
     canvas.SetDrawColor(1);
     canvas.Rectangle(1, 1, 5, 4);
     EXPECT_EQ(Picture(canvas), (std::vector<std::string>{
-                                   "........",
-                                   ".11111..",
-                                   ".1...1..",
-                                   ".1...1..",
-                                   ".11111..",
-                                   "........",
-                                   "........",
-                                   "........",
+                                   "........", ".11111..", ".1...1..", ".1...1..", ".11111..", "........",
+                                   "........", "........",
                                }));
 
     // With y1 > y2 the sides run one row past each horizontal side.
@@ -231,14 +220,8 @@ TEST_F(CanvasTest, RectangleOutlinesKeepTheReversedCornerOvershoot)
     reversed.SetDrawColor(1);
     reversed.Rectangle(5, 5, 1, 2);
     EXPECT_EQ(Picture(reversed), (std::vector<std::string>{
-                                     "........",
-                                     ".1...1..",
-                                     ".11111..",
-                                     ".1...1..",
-                                     ".1...1..",
-                                     ".11111..",
-                                     ".1...1..",
-                                     "........",
+                                     "........", ".1...1..", ".11111..", ".1...1..", ".1...1..", ".11111..",
+                                     ".1...1..", "........",
                                  }));
 
     // Degenerate rectangles draw nothing; partly outside ones are clipped.
@@ -261,12 +244,7 @@ TEST_F(CanvasTest, XorShapesToggleEachPixelOnceAndUndoThemselves)
     canvas.SetDrawColor(0x03);
     canvas.XORRectangle(1, 1, 6, 4);
     EXPECT_EQ(Picture(canvas), (std::vector<std::string>{
-                                   "ffffffff",
-                                   "fccccccf",
-                                   "fcffffcf",
-                                   "fcffffcf",
-                                   "fccccccf",
-                                   "ffffffff",
+                                   "ffffffff", "fccccccf", "fcffffcf", "fcffffcf", "fccccccf", "ffffffff",
                                }));
     canvas.XORRectangle(1, 1, 6, 4);
     EXPECT_EQ(CountColour(canvas, 0x0F), 48);
@@ -277,12 +255,7 @@ TEST_F(CanvasTest, XorShapesToggleEachPixelOnceAndUndoThemselves)
     canvas.XORVertLine(0, -5, -1);  // ends above the top
     canvas.XORHorizLine(0, 7, 6);   // below the canvas
     EXPECT_EQ(Picture(canvas), (std::vector<std::string>{
-                                   "cccccccf",
-                                   "fffffffc",
-                                   "fffffffc",
-                                   "fffffffc",
-                                   "fffffffc",
-                                   "fffffffc",
+                                   "cccccccf", "fffffffc", "fffffffc", "fffffffc", "fffffffc", "fffffffc",
                                }));
 }
 
@@ -317,10 +290,7 @@ TEST_F(CanvasTest, UnclippedRoutinesDrawInsideAndOnlyLogWhenMisused)
     canvas.VertLineUnclipped(7, 3, 1);
     canvas.FilledRectUnclipped(1, 3, 0, 2);
     EXPECT_EQ(Picture(canvas), (std::vector<std::string>{
-                                   "..4444..",
-                                   ".......4",
-                                   "44.....4",
-                                   "44.....4",
+                                   "..4444..", ".......4", "44.....4", "44.....4",
                                }));
     EXPECT_TRUE(LogEntries().empty());
 
@@ -363,14 +333,8 @@ TEST_F(CanvasTest, StraightAndDiagonalLinesLeaveOutTheFarEnd)
     canvas.Clear(0);
     canvas.Line(5, 3, 2, 0);
     EXPECT_EQ(Picture(canvas), (std::vector<std::string>{
-                                   "..1.....",
-                                   "...1....",
-                                   "....1...",
-                                   "........",
-                                   "........",
-                                   "........",
-                                   "........",
-                                   "........",
+                                   "..1.....", "...1....", "....1...", "........", "........", "........",
+                                   "........", "........",
                                }));
 }
 
