@@ -13,5 +13,7 @@
 #include "tollivex/palette.h"
 #include "tollivex/bitmap.h"
 #include "tollivex/pcx4.h"
+#include "tollivex/sprman.h"
+#include "tollivex/font.h"
 
 #endif

@@ -1,0 +1,790 @@
+// sprman_display.cpp - SpriteManager's display family.
+//
+// Records are decoded straight onto the display canvas, row by row. Each kind
+// (normal, solid, shade, shade shown solid, textured) is a small painter that
+// says what a run does to the canvas; one row walker serves them all. The
+// walker cuts every run to the canvas, so the path for sprites wholly inside
+// and the clipped path draw the same pixels: the dispatchers still pick the
+// inside path where they can, and then the cuts never bite. Reading stops at
+// the end of the set's data area and writing at the canvas edges, so a damaged
+// record or a stale canvas association cannot reach outside either buffer.
+// The mirrored kind keeps its two historical walks (see below).
+#include "sprman_internal.h"
+
+#include "tollivex/canvas.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+
+using namespace sprman;
+
+namespace {
+
+using Sprite = SpriteManager::Sprite;
+using Target = SpriteManager::Target;
+using Texture = SpriteManager::Texture;
+
+int Mod(int value, int divisor)
+{
+    const int r = value % divisor;
+    return r < 0 ? r + divisor : r;
+}
+
+unsigned char Shade(unsigned char pixel, unsigned char change)
+{
+    const int step = (pixel & 0x0F) + static_cast<signed char>(change);
+    return static_cast<unsigned char>((pixel & 0xF0) + std::clamp(step, 0, 15));
+}
+
+// Runs are at most 63 pixels, mostly a handful: copied and filled inline
+// with overlapping word moves rather than through a library call each.
+inline void CopyRun(unsigned char* d, const unsigned char* s, int n)
+{
+    if (n >= 8) {
+        for (int i = 0; i + 8 < n; i += 8)
+            std::memcpy(d + i, s + i, 8);
+        std::memcpy(d + n - 8, s + n - 8, 8);
+    } else if (n >= 4) {
+        std::memcpy(d, s, 4);
+        std::memcpy(d + n - 4, s + n - 4, 4);
+    } else if (n > 0) {
+        d[0] = s[0];
+        d[n / 2] = s[n / 2];
+        d[n - 1] = s[n - 1];
+    }
+}
+
+inline void FillRun(unsigned char* d, int n, unsigned char v)
+{
+    const uint64_t pattern = 0x0101010101010101ull * v;
+    if (n >= 8) {
+        for (int i = 0; i + 8 < n; i += 8)
+            std::memcpy(d + i, &pattern, 8);
+        std::memcpy(d + n - 8, &pattern, 8);
+    } else if (n >= 4) {
+        std::memcpy(d, &pattern, 4);
+        std::memcpy(d + n - 4, &pattern, 4);
+    } else if (n > 0) {
+        d[0] = v;
+        d[n / 2] = v;
+        d[n - 1] = v;
+    }
+}
+
+// Fill and Copy get the run and its canvas column.
+struct NormalPainter {
+    void Row(int) {}
+    void Fill(unsigned char* d, int n, unsigned char v, int) { FillRun(d, n, v); }
+    void Copy(unsigned char* d, const unsigned char* s, int n, int) { CopyRun(d, s, n); }
+    void Pixel(unsigned char* d, unsigned char v, int) { *d = v; }
+};
+
+struct SolidPainter {
+    unsigned char color;
+    void Row(int) {}
+    void Fill(unsigned char* d, int n, unsigned char, int) { FillRun(d, n, color); }
+    void Copy(unsigned char* d, const unsigned char*, int n, int) { FillRun(d, n, color); }
+    void Pixel(unsigned char* d, unsigned char, int) { *d = color; }
+};
+
+// Brightness change of what lies beneath: 16 ramps of 16 steps.
+struct ShadePainter {
+    void Row(int) {}
+    void Fill(unsigned char* d, int n, unsigned char v, int)
+    {
+        for (int i = 0; i < n; ++i)
+            d[i] = Shade(d[i], v);
+    }
+    void Copy(unsigned char* d, const unsigned char* s, int n, int)
+    {
+        for (int i = 0; i < n; ++i)
+            d[i] = Shade(d[i], s[i]);
+    }
+    void Pixel(unsigned char* d, unsigned char v, int) { *d = Shade(*d, v); }
+};
+
+// A shade sprite's stored changes shown as their source values 0..31.
+struct ShadeSolidPainter {
+    void Row(int) {}
+    void Fill(unsigned char* d, int n, unsigned char v, int) { FillRun(d, n, static_cast<unsigned char>(v + 16)); }
+    void Copy(unsigned char* d, const unsigned char* s, int n, int)
+    {
+        for (int i = 0; i < n; ++i)
+            d[i] = static_cast<unsigned char>(s[i] + 16);
+    }
+    void Pixel(unsigned char* d, unsigned char v, int) { *d = static_cast<unsigned char>(v + 16); }
+};
+
+// Pixels come from a tiled texture anchored to the canvas: canvas (x, y)
+// shows texture (left + (x - originX) mod width, top + (y - originY) mod height).
+// Runs arrive left to right, so the texture column is carried along from
+// one run to the next instead of divided out each time.
+struct TexturePainter {
+    const Texture& texture;
+    const unsigned char* source = nullptr;
+    int lastColumn = 0;  // canvas column of the next pixel after the last run
+    int texColumn = -1;  // its texture column; -1: not yet known on this row
+
+    explicit TexturePainter(const Texture& t) : texture(t) {}
+
+    void Row(int canvasRow)
+    {
+        const int row = texture.top + Mod(canvasRow - texture.originY, texture.height);
+        source = texture.canvas->QueryRowAddress(static_cast<unsigned long>(row));
+        texColumn = -1;
+    }
+    int Column(int canvasColumn)
+    {
+        const int step = canvasColumn - lastColumn;
+        if (texColumn < 0 || step < 0 || step >= texture.width)
+            return texture.left + Mod(canvasColumn - texture.originX, texture.width);
+        int column = texColumn + step;
+        if (column >= texture.left + texture.width)
+            column -= texture.width;
+        return column;
+    }
+    void Span(unsigned char* d, int n, int canvasColumn)
+    {
+        int column = Column(canvasColumn);
+        const int right = texture.left + texture.width;
+        lastColumn = canvasColumn + n;
+        if (column + n < right) { // the usual case: no wrap inside the run
+            CopyRun(d, source + column, n);
+            texColumn = column + n;
+            return;
+        }
+        Wrapped(d, n, column, right);
+    }
+    void Wrapped(unsigned char* d, int n, int column, int right)
+    {
+        while (n > 0) {
+            const int run = std::min(n, right - column);
+            CopyRun(d, source + column, run);
+            d += run;
+            n -= run;
+            column += run;
+            if (column == right)
+                column = texture.left;
+        }
+        texColumn = column;
+    }
+    void Fill(unsigned char* d, int n, unsigned char, int column) { Span(d, n, column); }
+    void Copy(unsigned char* d, const unsigned char*, int n, int column) { Span(d, n, column); }
+    void Pixel(unsigned char* d, unsigned char, int column) { Span(d, 1, column); }
+};
+
+// Rows of the sprite that land on the canvas: [first, end).
+struct RowSpan {
+    int first;
+    int end;
+};
+
+RowSpan VisibleRows(const Sprite& s, const Target& t, int y)
+{
+    return {std::max(0, -y), std::min(s.height, t.height - y)};
+}
+
+// Steps over one row's commands without drawing; false when the data ends.
+bool SkipRow(const unsigned char*& p, const unsigned char* end)
+{
+    if (p >= end)
+        return false;
+    for (unsigned k = *p++; k > 0; --k) {
+        if (p >= end)
+            return false;
+        const unsigned need = OperandBytes(*p++);
+        if (static_cast<unsigned long>(end - p) < need)
+            return false;
+        p += need;
+    }
+    return true;
+}
+
+// The one walker of the normal, solid, shade and textured kinds. The sprite's
+// top-left is canvas (x, y); only canvas columns [0, width) and rows
+// [0, height) are touched, each run cut to them. With kLeftEdge false the
+// caller promises x >= 0, which spares the left cut on the fast path.
+template <bool kLeftEdge, class Painter>
+void WalkRows(const Sprite& s, const Target& t, int x, int y, Painter& paint)
+{
+    const RowSpan rows = VisibleRows(s, t, y);
+    if (rows.first >= rows.end)
+        return;
+    const int lo = -x;           // sprite columns below lo fall left of the canvas
+    const int hi = t.width - x;  // and from hi on, right of it
+    const unsigned char* p = s.Rows();
+    const unsigned char* const end = s.end;
+    for (int r = 0; r < rows.first; ++r) {
+        if (!SkipRow(p, end))
+            return;
+    }
+    unsigned char* row = t.canvas->QueryRowAddress(static_cast<unsigned long>(y + rows.first));
+    for (int r = rows.first;;) {
+        if (p >= end)
+            return;
+        paint.Row(y + r);
+        int column = 0;
+        for (unsigned k = *p++; k > 0; --k) {
+            if (p >= end)
+                return;
+            const unsigned char command = *p++;
+            const int n = command & 63;
+            const unsigned kind = command >> 6;
+            if (kind == kLiteral) {
+                if (end - p < n)
+                    return;
+                const int from = kLeftEdge ? std::max(column, lo) : column;
+                const int to = std::min(column + n, hi);
+                if (from < to)
+                    paint.Copy(row + (x + from), p + (from - column), to - from, x + from);
+                p += n;
+                column += n;
+            } else if (kind == kRepeat) {
+                if (p >= end)
+                    return;
+                const unsigned char value = *p++;
+                const int from = kLeftEdge ? std::max(column, lo) : column;
+                const int to = std::min(column + n, hi);
+                if (from < to)
+                    paint.Fill(row + (x + from), to - from, value, x + from);
+                column += n;
+            } else if (kind == kSkip) {
+                column += n;
+            } else {
+                if (end - p < 2)
+                    return;
+                const unsigned char pair[2] = {p[0], p[1]};
+                p += 2;
+                for (int i = 0; i < 2 * n; ++i) {
+                    const int c = column + i;
+                    if (c >= lo && c < hi)
+                        paint.Pixel(row + (x + c), pair[i & 1], x + c);
+                }
+                column += 2 * n;
+            }
+        }
+        if (++r >= rows.end)
+            return;
+        row += t.rowIncrement;
+    }
+}
+
+template <class Painter>
+void DrawRows(const Sprite& s, const Target& t, int x, int y, Painter& paint)
+{
+    if (x >= 0)
+        WalkRows<false>(s, t, x, y, paint);
+    else
+        WalkRows<true>(s, t, x, y, paint);
+}
+
+// Mirrored, as the clipped path draws it: each row runs leftwards from column
+// x + width, writing a pixel where the column is and then moving left, so
+// the image covers x + 1 .. x + width.
+void DrawMirrored(const Sprite& s, const Target& t, int x, int y)
+{
+    const RowSpan rows = VisibleRows(s, t, y);
+    if (rows.first >= rows.end)
+        return;
+    RowReader reader(s.Rows(), s.end);
+    unsigned commands = 0;
+    for (int r = 0; r < rows.first; ++r) {
+        if (!reader.NextRow(&commands) || !reader.SkipCommands(commands))
+            return;
+    }
+    unsigned char* row = t.canvas->QueryRowAddress(static_cast<unsigned long>(y + rows.first));
+    for (int r = rows.first; r < rows.end; ++r) {
+        if (!reader.NextRow(&commands))
+            return;
+        int column = x + s.width;
+        auto put = [&](unsigned char value) {
+            if (column >= 0 && column < t.width)
+                row[column] = value;
+            --column;
+        };
+        for (; commands > 0; --commands) {
+            unsigned char command = 0;
+            const unsigned char* operands = nullptr;
+            if (!reader.NextCommand(&command, &operands))
+                return;
+            const int n = command & 63;
+            switch (command >> 6) {
+            case kSkip: column -= n; break;
+            case kRepeat:
+                for (int i = 0; i < n; ++i)
+                    put(operands[0]);
+                break;
+            case kPair:
+                for (int i = 0; i < 2 * n; ++i)
+                    put(operands[i & 1]);
+                break;
+            default:
+                for (int i = 0; i < n; ++i)
+                    put(operands[i]);
+                break;
+            }
+        }
+        if (r + 1 < rows.end)
+            row += t.rowIncrement;
+    }
+}
+
+// Mirrored, as the inside path has always drawn it; games that show mirrored
+// sprites rely on its look, so it is kept: a row's right edge is x plus the
+// 16-bit value two bytes after its command count; a repeat moves left and
+// fills rightwards; a literal piles all its bytes onto one pixel; a pair puts
+// c2 then (c1 & 0x0F) leftwards. Pixels off the canvas are dropped.
+void DrawMirroredAsStored(const Sprite& s, const Target& t, int x, int y)
+{
+    const RowSpan rows = VisibleRows(s, t, y);
+    if (rows.first >= rows.end)
+        return;
+    const unsigned char* const end = s.end;
+    auto byteAt = [end](const unsigned char* q) { return q < end ? unsigned(*q) : 0u; };
+    RowReader reader(s.Rows(), end);
+    unsigned char* row = t.canvas->QueryRowAddress(static_cast<unsigned long>(y + rows.first));
+    for (int r = 0; r < rows.end; ++r) {
+        const bool visible = r >= rows.first;
+        const unsigned char* const countByte = reader.Position();
+        unsigned commands = 0;
+        if (!reader.NextRow(&commands))
+            return;
+        int column = x + int(byteAt(countByte + 2) | byteAt(countByte + 3) << 8);
+        auto put = [&](int c, unsigned char value) {
+            if (visible && c >= 0 && c < t.width)
+                row[c] = value;
+        };
+        for (; commands > 0; --commands) {
+            unsigned char command = 0;
+            const unsigned char* operands = nullptr;
+            if (!reader.NextCommand(&command, &operands))
+                return;
+            const int n = command & 63;
+            switch (command >> 6) {
+            case kSkip: column -= n; break;
+            case kRepeat:
+                column -= n;
+                for (int i = 0; i < n; ++i)
+                    put(column + i, operands[0]);
+                break;
+            case kPair:
+                for (int i = 0; i < n; ++i) {
+                    put(column - 1 - 2 * i, operands[1]);
+                    put(column - 2 * i, operands[0] & 0x0F);
+                }
+                column -= 2 * n;
+                break;
+            default:
+                for (int i = 0; i < n; ++i)
+                    put(column, operands[i]);
+                break;
+            }
+        }
+        if (visible && r + 1 < rows.end)
+            row += t.rowIncrement;
+    }
+}
+
+} // namespace
+
+// ---------------------------------------------------------------------------
+// Common checks
+
+bool SpriteManager::LookUp(unsigned char set, unsigned short sprite, Sprite* found, bool reportMissing)
+{
+    if (!SetInUse(set)) {
+        _AssertMsg(kSource, __LINE__);
+        return false;
+    }
+    char name[21];
+    std::memcpy(name, datasetNames[set], 20);
+    name[20] = '\0';
+    char message[64];
+    if (sprite >= itemCounts[set] || setTable[set] == nullptr) {
+        _AssertMsg(kSource, __LINE__);
+        if (reportMissing) {
+            std::snprintf(message, sizeof message, "Displaying sprite %s, %d", name, int(sprite));
+            _DebugMessage(message);
+        }
+        return false;
+    }
+    unsigned char* record = setTable[set][sprite];
+    if (record == nullptr) {
+        // The caller drew an empty slot; the record is missing, so nothing
+        // can be drawn after the report.
+        if (reportMissing) {
+            std::snprintf(message, sizeof message, "Displaying null sprite %s, %d", name, int(sprite));
+            _DebugMessage(message);
+        } else {
+            _AssertMsg(kSource, __LINE__);
+        }
+        return false;
+    }
+    const unsigned char* end = setData[set] + setDataSize[set];
+    if (end - record < std::ptrdiff_t(kHeaderSize)) {
+        _AssertMsg(kSource, __LINE__);
+        return false;
+    }
+    found->record = record;
+    found->end = end;
+    found->type = Get16(record);
+    found->width = int(Get16(record + 2));
+    found->height = int(Get16(record + 4));
+    found->hotX = static_cast<short>(Get16(record + 6));
+    found->hotY = static_cast<short>(Get16(record + 8));
+    return true;
+}
+
+bool SpriteManager::PrepareTarget(Target* target)
+{
+    if (displayCanvas == nullptr) {
+        _AssertMsg(kSource, __LINE__);
+        return false;
+    }
+    // The geometry is the one cached at association; a canvas that has since
+    // shrunk or changed its pitch would be drawn outside of, so it is refused
+    // until it is associated again.
+    if (displayCanvas->Validate() == 0 || canvasWidth > displayCanvas->QueryWidth() ||
+        canvasHeight > displayCanvas->QueryHeight() || canvasRowIncrement != displayCanvas->QueryRowIncrement()) {
+        _AssertMsg(kSource, __LINE__);
+        return false;
+    }
+    target->canvas = displayCanvas;
+    target->width = canvasWidth;
+    target->height = canvasHeight;
+    target->rowIncrement = canvasRowIncrement;
+    return true;
+}
+
+bool SpriteManager::PrepareDisplay(unsigned char set, unsigned short sprite, Sprite* found, Target* target,
+                                   bool reportMissing)
+{
+    if (displayCanvas == nullptr) {
+        _AssertMsg(kSource, __LINE__);
+        return false;
+    }
+    return LookUp(set, sprite, found, reportMissing) && PrepareTarget(target);
+}
+
+void SpriteManager::ApplyHotSpot(const Sprite& sprite, unsigned long flags, short* x, short* y) const
+{
+    if (flags & SPRITE_AT_HOTSPOT) {
+        *x = static_cast<short>(*x - sprite.hotX);
+        *y = static_cast<short>(*y - sprite.hotY);
+    }
+    if (flags & SPRITE_FROM_HOTSPOT) {
+        *x = static_cast<short>(*x + sprite.hotX);
+        *y = static_cast<short>(*y + sprite.hotY);
+    }
+}
+
+bool SpriteManager::Outside(const Sprite& sprite, const Target& target, short x, short y) const
+{
+    return x >= target.width || y >= target.height || x <= -sprite.width || y <= -sprite.height;
+}
+
+// Strict on the right and bottom: a sprite touching those edges goes the
+// clipped way, which costs only speed.
+bool SpriteManager::Inside(const Sprite& sprite, const Target& target, short x, short y) const
+{
+    return x < target.width - sprite.width && y < target.height - sprite.height && x >= 0 && y >= 0;
+}
+
+namespace {
+void CheckType(const Sprite& s, unsigned type)
+{
+    if (s.type != type)
+        _AssertMsg(kSource, __LINE__);
+}
+
+void CheckPosition(short x, short y)
+{
+    if (x < 0 || y < 0)
+        _AssertMsg(kSource, __LINE__);
+}
+} // namespace
+
+// ---------------------------------------------------------------------------
+// Normal
+
+void SpriteManager::DisplaySprite(short x, short y, unsigned char set, unsigned short sprite, unsigned long flags)
+{
+    Sprite s;
+    Target t;
+    if (!PrepareDisplay(set, sprite, &s, &t))
+        return;
+    ApplyHotSpot(s, flags, &x, &y);
+    if (Outside(s, t, x, y))
+        return;
+    CheckType(s, SPRITE_NORMAL);
+    NormalPainter paint;
+    DrawRows(s, t, x, y, paint);
+}
+
+void SpriteManager::DisplayUnclippedSprite(short x, short y, unsigned char set, unsigned short sprite,
+                                           unsigned long flags)
+{
+    Sprite s;
+    Target t;
+    if (!PrepareDisplay(set, sprite, &s, &t))
+        return;
+    CheckType(s, SPRITE_NORMAL);
+    CheckPosition(x, y);
+    ApplyHotSpot(s, flags & SPRITE_AT_HOTSPOT, &x, &y);
+    NormalPainter paint;
+    DrawRows(s, t, x, y, paint);
+}
+
+void SpriteManager::DisplayClippedSprite(short x, short y, unsigned char set, unsigned short sprite,
+                                         unsigned long flags)
+{
+    Sprite s;
+    Target t;
+    if (!PrepareDisplay(set, sprite, &s, &t))
+        return;
+    CheckType(s, SPRITE_NORMAL);
+    ApplyHotSpot(s, flags & SPRITE_AT_HOTSPOT, &x, &y);
+    NormalPainter paint;
+    DrawRows(s, t, x, y, paint);
+}
+
+// ---------------------------------------------------------------------------
+// Mirrored
+
+void SpriteManager::DisplaySpriteRev(short x, short y, unsigned char set, unsigned short sprite)
+{
+    Sprite s;
+    Target t;
+    if (!PrepareDisplay(set, sprite, &s, &t) || Outside(s, t, x, y))
+        return;
+    CheckType(s, SPRITE_NORMAL);
+    if (Inside(s, t, x, y))
+        DrawMirroredAsStored(s, t, x, y);
+    else
+        DrawMirrored(s, t, x, y);
+}
+
+void SpriteManager::DisplayUnclippedSpriteRev(short x, short y, unsigned char set, unsigned short sprite)
+{
+    Sprite s;
+    Target t;
+    if (!PrepareDisplay(set, sprite, &s, &t))
+        return;
+    CheckType(s, SPRITE_NORMAL);
+    CheckPosition(x, y);
+    DrawMirroredAsStored(s, t, x, y);
+}
+
+void SpriteManager::DisplayClippedSpriteRev(short x, short y, unsigned char set, unsigned short sprite)
+{
+    Sprite s;
+    Target t;
+    if (!PrepareDisplay(set, sprite, &s, &t))
+        return;
+    CheckType(s, SPRITE_NORMAL);
+    DrawMirrored(s, t, x, y);
+}
+
+// ---------------------------------------------------------------------------
+// Solid
+
+void SpriteManager::DisplaySpriteSolid(short x, short y, unsigned char set, unsigned short sprite,
+                                       unsigned long flags)
+{
+    Sprite s;
+    Target t;
+    if (!PrepareDisplay(set, sprite, &s, &t, true))
+        return;
+    ApplyHotSpot(s, flags, &x, &y);
+    if (Outside(s, t, x, y))
+        return;
+    CheckType(s, SPRITE_NORMAL);
+    SolidPainter paint{displayCanvas->QueryDrawColor()};
+    DrawRows(s, t, x, y, paint);
+}
+
+void SpriteManager::DisplayUnclippedSpriteSolid(short x, short y, unsigned char set, unsigned short sprite,
+                                                unsigned long flags)
+{
+    Sprite s;
+    Target t;
+    if (!PrepareDisplay(set, sprite, &s, &t))
+        return;
+    CheckType(s, SPRITE_NORMAL);
+    CheckPosition(x, y);
+    ApplyHotSpot(s, flags & SPRITE_AT_HOTSPOT, &x, &y);
+    SolidPainter paint{displayCanvas->QueryDrawColor()};
+    DrawRows(s, t, x, y, paint);
+}
+
+void SpriteManager::DisplayClippedSpriteSolid(short x, short y, unsigned char set, unsigned short sprite,
+                                              unsigned long flags)
+{
+    Sprite s;
+    Target t;
+    if (!PrepareDisplay(set, sprite, &s, &t))
+        return;
+    CheckType(s, SPRITE_NORMAL);
+    ApplyHotSpot(s, flags & SPRITE_AT_HOTSPOT, &x, &y);
+    SolidPainter paint{displayCanvas->QueryDrawColor()};
+    DrawRows(s, t, x, y, paint);
+}
+
+// ---------------------------------------------------------------------------
+// Shade
+
+void SpriteManager::DisplayTransSprite(short x, short y, unsigned char set, unsigned short sprite)
+{
+    Sprite s;
+    Target t;
+    if (!PrepareDisplay(set, sprite, &s, &t) || Outside(s, t, x, y))
+        return;
+    CheckType(s, SPRITE_SHADE);
+    ShadePainter paint;
+    DrawRows(s, t, x, y, paint);
+}
+
+void SpriteManager::DisplayUnclippedTransSprite(short x, short y, unsigned char set, unsigned short sprite)
+{
+    Sprite s;
+    Target t;
+    if (!PrepareDisplay(set, sprite, &s, &t))
+        return;
+    CheckType(s, SPRITE_SHADE);
+    CheckPosition(x, y);
+    ShadePainter paint;
+    DrawRows(s, t, x, y, paint);
+}
+
+void SpriteManager::DisplayClippedTransSprite(short x, short y, unsigned char set, unsigned short sprite)
+{
+    Sprite s;
+    Target t;
+    if (!PrepareDisplay(set, sprite, &s, &t))
+        return;
+    CheckType(s, SPRITE_SHADE);
+    ShadePainter paint;
+    DrawRows(s, t, x, y, paint);
+}
+
+void SpriteManager::DisplayClippedTransSpriteSolid(short x, short y, unsigned char set, unsigned short sprite)
+{
+    Sprite s;
+    Target t;
+    if (!PrepareDisplay(set, sprite, &s, &t))
+        return;
+    CheckType(s, SPRITE_SHADE);
+    ShadeSolidPainter paint;
+    DrawRows(s, t, x, y, paint);
+}
+
+// ---------------------------------------------------------------------------
+// Either type
+
+void SpriteManager::DisplayAnySprite(short x, short y, unsigned char set, unsigned short sprite)
+{
+    Sprite s;
+    Target t;
+    if (!PrepareDisplay(set, sprite, &s, &t) || Outside(s, t, x, y))
+        return;
+    if (s.type == SPRITE_NORMAL) {
+        NormalPainter paint;
+        DrawRows(s, t, x, y, paint);
+    } else if (s.type == SPRITE_SHADE) {
+        ShadePainter paint;
+        DrawRows(s, t, x, y, paint);
+    }
+}
+
+void SpriteManager::DisplayAnySpriteTransSolid(short x, short y, unsigned char set, unsigned short sprite)
+{
+    Sprite s;
+    Target t;
+    if (!PrepareDisplay(set, sprite, &s, &t) || Outside(s, t, x, y))
+        return;
+    if (s.type == SPRITE_NORMAL) {
+        NormalPainter paint;
+        DrawRows(s, t, x, y, paint);
+    } else if (s.type == SPRITE_SHADE) {
+        ShadeSolidPainter paint;
+        DrawRows(s, t, x, y, paint);
+    }
+}
+
+// ---------------------------------------------------------------------------
+// Textured
+
+bool SpriteManager::PrepareTexture(Canvas* texture, unsigned short texLeft, unsigned short texTop,
+                                   unsigned short texWidth, unsigned short texHeight, short originX, short originY,
+                                   Texture* found)
+{
+    // A texture rectangle that is empty or reaches outside its canvas has no
+    // pixels to give: nothing is drawn rather than reading past the canvas.
+    if (texture == nullptr || texWidth == 0 || texHeight == 0 || texture->Validate() == 0 ||
+        texLeft + texWidth > texture->QueryWidth() || texTop + texHeight > texture->QueryHeight()) {
+        _AssertMsg(kSource, __LINE__);
+        return false;
+    }
+    *found = Texture{texture, texLeft, texTop, texWidth, texHeight, originX, originY};
+    return true;
+}
+
+void SpriteManager::DisplaySpriteTexture(short x, short y, unsigned char set, unsigned short sprite, short originX,
+                                         short originY, unsigned short texLeft, unsigned short texTop,
+                                         unsigned short texWidth, unsigned short texHeight, Canvas* texture,
+                                         unsigned long flags)
+{
+    Sprite s;
+    Target t;
+    Texture tex;
+    if (!PrepareDisplay(set, sprite, &s, &t, true))
+        return;
+    ApplyHotSpot(s, flags, &x, &y);
+    if (Outside(s, t, x, y))
+        return;
+    CheckType(s, SPRITE_NORMAL);
+    if (!PrepareTexture(texture, texLeft, texTop, texWidth, texHeight, originX, originY, &tex))
+        return;
+    TexturePainter paint(tex);
+    DrawRows(s, t, x, y, paint);
+}
+
+void SpriteManager::DisplayUnclippedSpriteTexture(short x, short y, unsigned char set, unsigned short sprite,
+                                                  short originX, short originY, unsigned short texLeft,
+                                                  unsigned short texTop, unsigned short texWidth,
+                                                  unsigned short texHeight, Canvas* texture, unsigned long flags)
+{
+    Sprite s;
+    Target t;
+    Texture tex;
+    if (!PrepareDisplay(set, sprite, &s, &t))
+        return;
+    CheckType(s, SPRITE_NORMAL);
+    CheckPosition(x, y);
+    ApplyHotSpot(s, flags & SPRITE_AT_HOTSPOT, &x, &y);
+    if (!PrepareTexture(texture, texLeft, texTop, texWidth, texHeight, originX, originY, &tex))
+        return;
+    TexturePainter paint(tex);
+    DrawRows(s, t, x, y, paint);
+}
+
+void SpriteManager::DisplayClippedSpriteTexture(short x, short y, unsigned char set, unsigned short sprite,
+                                                short originX, short originY, unsigned short texLeft,
+                                                unsigned short texTop, unsigned short texWidth,
+                                                unsigned short texHeight, Canvas* texture, unsigned long flags)
+{
+    Sprite s;
+    Target t;
+    Texture tex;
+    if (!PrepareDisplay(set, sprite, &s, &t))
+        return;
+    CheckType(s, SPRITE_NORMAL);
+    ApplyHotSpot(s, flags & SPRITE_AT_HOTSPOT, &x, &y);
+    if (!PrepareTexture(texture, texLeft, texTop, texWidth, texHeight, originX, originY, &tex))
+        return;
+    TexturePainter paint(tex);
+    DrawRows(s, t, x, y, paint);
+}

@@ -1,0 +1,205 @@
+#include "test_sprman_helpers.h"
+
+using namespace sprtest;
+using tvxtest::LogEntries;
+
+namespace {
+
+// A glyph: a filled box of one colour, one repeat per row.
+Bytes Glyph(unsigned width, unsigned height, unsigned char colour)
+{
+    std::vector<Bytes> rows(height, Bytes{1, static_cast<unsigned char>(0x80 | width), colour});
+    return Record(6, width, height, 0, 0, rows);
+}
+
+class FontTest : public SpriteTest {
+protected:
+    void SetUp() override
+    {
+        SpriteTest::SetUp();
+        glyphs = NewSet(256, "FONT");
+        AddGlyph('a', Glyph(5, 3, 0xA1));
+        AddGlyph('b', Glyph(3, 2, 0xB2));
+        AddGlyph('c', Glyph(4, 4, 0xC3));
+        AddGlyph(0, Glyph(2, 2, 0x01));
+        canvas.Clear(0);
+        font.AssociateCanvas(&canvas);
+    }
+
+    void AddGlyph(unsigned short c, Bytes record)
+    {
+        sprites.EraseSprite(glyphs, c);
+        ASSERT_EQ(sprites.SetSprite(record.data(), record.size(), glyphs, c), ERR_OK);
+    }
+
+    _FontDef Def(unsigned long flags, unsigned short fixed = 6, unsigned short spacing = 1)
+    {
+        return _FontDef{glyphs, fixed, spacing, static_cast<uint32_t>(flags)};
+    }
+
+    // The expected canvas: glyph boxes at the given columns, row y.
+    std::vector<Bytes> Boxes(const std::vector<std::tuple<int, int, int, int, int>>& boxes)
+    {
+        std::vector<Bytes> rows(canvas.QueryHeight(), Bytes(canvas.QueryWidth(), 0));
+        for (auto [x, y, w, h, colour] : boxes)
+            for (int r = y; r < y + h; ++r)
+                for (int c = x; c < x + w; ++c)
+                    rows[size_t(r)][size_t(c)] = static_cast<unsigned char>(colour);
+        return rows;
+    }
+
+    unsigned char glyphs = 0;
+    Canvas canvas{48, 12, 1, CANVAS_MEMORY};
+    Font font{&sprites};
+};
+
+} // namespace
+
+TEST_F(FontTest, WidthsFollowThePitchFlags)
+{
+    const struct {
+        unsigned long flags;
+        short a, space, nul, missing;
+    } cases[] = {
+        {FONT_PROPORTIONAL, 5, 6, 6, 0},
+        {FONT_FIXED_PITCH, 6, 6, 6, 6},
+        {FONT_FIXED_PITCH | FONT_PROPORTIONAL, 6, 6, 6, 6},
+        {0, 0, 6, 6, 0},
+    };
+    for (const auto& c : cases) {
+        _FontDef def = Def(c.flags);
+        font.ActivateFont(&def);
+        EXPECT_EQ(font.QueryCharWidth('a'), c.a) << c.flags;
+        EXPECT_EQ(font.QueryCharWidth(' '), c.space) << c.flags;
+        EXPECT_EQ(font.QueryCharWidth(0), c.nul) << c.flags;
+        EXPECT_EQ(font.QueryCharWidth('z'), c.missing) << c.flags;
+    }
+
+    _FontDef def = Def(FONT_PROPORTIONAL);
+    font.ActivateFont(&def);
+    EXPECT_EQ(font.QueryStringWidth(const_cast<char*>("abc"), 3), 5 + 1 + 3 + 1 + 4 + 1);
+    // A NUL among the counted characters counts with the fixed width.
+    EXPECT_EQ(font.QueryStringWidth(const_cast<char*>("a\0b"), 3), 5 + 1 + 6 + 1 + 3 + 1);
+    EXPECT_EQ(font.QueryCharHeight('c'), 4);
+    // Space and NUL take the height of glyph 127.
+    EXPECT_EQ(font.QueryCharHeight(' '), 0);
+    AddGlyph(127, Glyph(1, 9, 7));
+    _FontDef other = Def(FONT_PROPORTIONAL, 6, 2);
+    font.ActivateFont(&other);
+    EXPECT_EQ(font.QueryCharHeight(' '), 9);
+    EXPECT_EQ(font.QueryCharHeight(0), 9);
+    EXPECT_TRUE(LogEntries().empty());
+}
+
+TEST_F(FontTest, TheSameDefinitionIsNotMeasuredAgain)
+{
+    _FontDef def = Def(FONT_PROPORTIONAL);
+    font.ActivateFont(&def);
+    AddGlyph('a', Glyph(8, 3, 0xA1));
+    font.ActivateFont(&def);
+    EXPECT_EQ(font.QueryCharWidth('a'), 5);
+    _FontDef same = def;
+    same.flags |= FONT_ACTIVE;
+    font.ActivateFont(&same);
+    EXPECT_EQ(font.QueryCharWidth('a'), 5);
+    _FontDef wider = Def(FONT_PROPORTIONAL, 7);
+    font.ActivateFont(&wider);
+    EXPECT_EQ(font.QueryCharWidth('a'), 8);
+}
+
+TEST_F(FontTest, StringsAdvanceByWidthAndSpacing)
+{
+    _FontDef def = Def(FONT_PROPORTIONAL, 4, 1);
+    font.ActivateFont(&def);
+    // A space advances without drawing; the glyphs' own colours are used.
+    font.PutString(2, 1, const_cast<char*>("ab c"));
+    EXPECT_EQ(Pixels(canvas), Boxes({{2, 1, 5, 3, 0xA1}, {8, 1, 3, 2, 0xB2}, {17, 1, 4, 4, 0xC3}}));
+
+    canvas.Clear(0);
+    short advance = 0;
+    font.PutCharacter(40, 5, 0, &advance); // NUL is a glyph like any other
+    EXPECT_EQ(advance, 4);
+    font.PutCharacter(30, 5, ' ', &advance);
+    EXPECT_EQ(advance, 4);
+    EXPECT_EQ(Pixels(canvas), Boxes({{40, 5, 2, 2, 0x01}}));
+
+    // Clipped: a glyph is drawn only if it ends strictly left of maxWidth.
+    const struct {
+        short maxWidth;
+        std::vector<std::tuple<int, int, int, int, int>> boxes;
+    } cases[] = {
+        {5, {}},
+        {6, {{0, 0, 5, 3, 0xA1}}},
+        {9, {{0, 0, 5, 3, 0xA1}}},
+        {10, {{0, 0, 5, 3, 0xA1}, {6, 0, 3, 2, 0xB2}}},
+    };
+    for (const auto& c : cases) {
+        canvas.Clear(0);
+        font.PutClippedString(0, 0, c.maxWidth, const_cast<char*>("abc"));
+        EXPECT_EQ(Pixels(canvas), Boxes(c.boxes)) << c.maxWidth;
+    }
+    _FontDef tight = Def(FONT_PROPORTIONAL, 5, 0);
+    AddGlyph('b', Glyph(5, 2, 0xB2));
+    font.ActivateFont(&tight);
+    canvas.Clear(0);
+    font.PutClippedString(0, 0, 10, const_cast<char*>("ab"));
+    EXPECT_EQ(Pixels(canvas), Boxes({{0, 0, 5, 3, 0xA1}}));
+    EXPECT_TRUE(LogEntries().empty());
+}
+
+TEST_F(FontTest, SolidFontsAndShadows)
+{
+    _FontDef def = Def(FONT_FIXED_PITCH | FONT_SOLID, 6, 0);
+    font.ActivateFont(&def);
+    font.PutShadowString(1, 1, const_cast<char*>("ab"), 0x30, 0x40, &canvas);
+    // The text over its shadow; both are clipped alike.
+    auto expected = Boxes({{2, 2, 5, 3, 0x40}, {8, 2, 3, 2, 0x40}});
+    for (auto [x, y, w, h] : {std::tuple{1, 1, 5, 3}, std::tuple{7, 1, 3, 2}})
+        for (int r = y; r < y + h; ++r)
+            for (int c = x; c < x + w; ++c)
+                expected[size_t(r)][size_t(c)] = 0x30;
+    EXPECT_EQ(Pixels(canvas), expected);
+    EXPECT_EQ(canvas.QueryDrawColor(), 0x30);
+
+    canvas.Clear(0);
+    font.PutClippedShadowString(1, 1, 7, const_cast<char*>("ab"), 0x30, 0x40, &canvas);
+    expected = Boxes({{2, 2, 5, 3, 0x40}});
+    for (int r = 1; r < 4; ++r)
+        for (int c = 1; c < 6; ++c)
+            expected[size_t(r)][size_t(c)] = 0x30;
+    EXPECT_EQ(Pixels(canvas), expected);
+
+    // A font that is not solid draws its own colours twice.
+    _FontDef plain = Def(FONT_FIXED_PITCH, 6, 0);
+    font.ActivateFont(&plain);
+    canvas.Clear(0);
+    font.PutShadowString(0, 0, const_cast<char*>("b"), 0x30, 0x40, &canvas);
+    EXPECT_EQ(Pixels(canvas), Boxes({{1, 1, 3, 2, 0xB2}, {0, 0, 3, 2, 0xB2}}));
+    EXPECT_TRUE(LogEntries().empty());
+}
+
+TEST_F(FontTest, InactiveFontsAndMissingCollaborators)
+{
+    font.PutString(0, 0, const_cast<char*>("abc"));
+    EXPECT_EQ(Pixels(canvas), Boxes({}));
+    EXPECT_TRUE(LogEntries().empty());
+    short advance = 9;
+    font.PutCharacter(0, 0, 'z', &advance);
+    EXPECT_EQ(advance, 0);
+    EXPECT_FALSE(LogEntries().empty());
+    EXPECT_TRUE(IsAssertFrom(LogEntries()[0], "font"));
+
+    DebugInit();
+    Font lonely;
+    _FontDef def = Def(FONT_PROPORTIONAL);
+    lonely.ActivateFont(&def); // without a sprite manager: nothing happens
+    EXPECT_EQ(lonely.QueryCharWidth('a'), 0);
+    lonely.AssociateSpriteManager(&sprites);
+    lonely.ActivateFont(&def);
+    EXPECT_EQ(lonely.QueryCharWidth('a'), 5);
+    EXPECT_TRUE(LogEntries().empty());
+    Font broken(nullptr);
+    lonely.AssociateCanvas(nullptr);
+    ASSERT_EQ(LogEntries().size(), 2u);
+    EXPECT_TRUE(IsAssertFrom(LogEntries()[1], "font"));
+}
