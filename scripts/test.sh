@@ -5,6 +5,8 @@
 #   win32             the shipping DLL, with its export table checked
 #   win64             the GoogleTest suite under Wine, against the real
 #                     DirectDraw and DirectSound, on an Xvfb display
+#   demo              the demo natively and under Wine: the two frames must
+#                     be identical byte for byte
 # Installs whatever a fresh Debian machine lacks first. Exits non-zero when
 # any step fails.
 set -uo pipefail
@@ -46,20 +48,34 @@ win32() {
   build win32 && scripts/check-exports.sh build/win32/bin/tollivex.dll i686-w64-mingw32-objdump
 }
 
-win64() {
-  build win64 || return 1
+# Runs a Windows program under Wine with a throw-away prefix and display.
+run_wine() {
   local wine=/usr/lib/wine/wine64
   command -v wine64 >/dev/null && wine=$(command -v wine64)
   local prefix
   prefix=$(mktemp -d /tmp/tollivex-wine.XXXXXX)
-  (
-    cd build/win64/bin &&
-      WINEPREFIX=$prefix WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml=" \
-        xvfb-run -a "$wine" ./tollivex_tests.exe --gtest_brief=1
-  )
+  WINEPREFIX=$prefix WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml=" xvfb-run -a "$wine" "$@"
   local status=$?
   WINEPREFIX=$prefix wineserver -k 2>/dev/null || true
   rm -rf "$prefix"
+  return $status
+}
+
+win64() {
+  build win64 && (cd build/win64/bin && run_wine ./tollivex_tests.exe --gtest_brief=1)
+}
+
+demo() {
+  local root=$PWD
+  local dir
+  dir=$(mktemp -d /tmp/tollivex-demo.XXXXXX)
+  mkdir -p "$dir/native" "$dir/wine"
+  (cd "$dir/native" && "$root/build/native/bin/tvxdemo" frame.ppm) &&
+    (cd "$dir/wine" && run_wine "$root/build/win64/bin/tvxdemo.exe" frame.ppm) &&
+    cmp "$dir/native/frame.ppm" "$dir/wine/frame.ppm" &&
+    echo "demo frames are identical natively and under Wine"
+  local status=$?
+  rm -rf "$dir"
   return $status
 }
 
@@ -67,6 +83,7 @@ step native native
 step native-sanitize sanitize
 step win32 win32
 step win64 win64
+step demo demo
 
 echo
 if [ ${#failed[@]} -gt 0 ]; then
