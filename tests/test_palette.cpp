@@ -94,7 +94,7 @@ TEST_F(PaletteTest, ConversionsBetweenAllLayouts)
     EXPECT_EQ(LogEntries(), (std::vector<std::string>{"Assert error in file palette at line 498."}));
 }
 
-TEST_F(PaletteTest, SingleColourAccessLeavesEightBitTriples)
+TEST_F(PaletteTest, SingleColoursAndCopiesKeepTheirLayouts)
 {
     Palette palette;
     palette.Black();
@@ -129,10 +129,8 @@ TEST_F(PaletteTest, SingleColourAccessLeavesEightBitTriples)
     // Indexes past the colour table read as zero and are not written.
     palette.SetRGB(100000, 1, 2, 3);
     EXPECT_EQ(RGB(palette, 100000), (std::vector<int>{0, 0, 0}));
-}
 
-TEST_F(PaletteTest, CopyPaletteColorsKeepsTheTargetsLayout)
-{
+    // Copying keeps the target's layout, or takes the source's into layout 0.
     const Bytes triples = RandomBytes(768, 2);
     Palette source;
     source.SetFlag(9);
@@ -146,12 +144,12 @@ TEST_F(PaletteTest, CopyPaletteColorsKeepsTheTargetsLayout)
     EXPECT_EQ(target.QueryFlag(), 9);
     EXPECT_EQ(Colors(target, 1024), Entries(triples, false, 9));
 
-    Palette fresh; // layout 0: takes the source's layout as it is
+    Palette fresh;
     fresh.CopyPaletteColors(&source);
     EXPECT_EQ(fresh.QueryFormat(), PALFMT_BGRX);
 }
 
-TEST_F(PaletteTest, SavedFileBytesAndTheShiftedLoad)
+TEST_F(PaletteTest, SavedFileBytesTheShiftedLoadAndRefusedFiles)
 {
     const Bytes triples = RandomBytes(768, 3);
     Palette palette;
@@ -181,17 +179,13 @@ TEST_F(PaletteTest, SavedFileBytesAndTheShiftedLoad)
     EXPECT_EQ(palette.Save(readOnly), ERR_FAILURE);
     EXPECT_EQ(palette.errorCode, ERR_PAL_WRITE);
     std::fclose(readOnly);
-}
 
-TEST_F(PaletteTest, LoadRefusesWhatIsNotAPaletteFile)
-{
-    const Bytes triples = RandomBytes(768, 4);
-    Palette palette;
-    EXPECT_EQ(palette.Load(), ERR_FAILURE);
-    EXPECT_EQ(palette.errorCode, ERR_PAL_NO_BUFFER);
+    Palette empty;
+    EXPECT_EQ(empty.Load(), ERR_FAILURE);
+    EXPECT_EQ(empty.errorCode, ERR_PAL_NO_BUFFER);
     unsigned char one = 0;
-    EXPECT_EQ(palette.AssociateBuffer(&one, 0), ERR_FAILURE);
-    EXPECT_EQ(palette.errorCode, ERR_PAL_EMPTY_BUFFER);
+    EXPECT_EQ(empty.AssociateBuffer(&one, 0), ERR_FAILURE);
+    EXPECT_EQ(empty.errorCode, ERR_PAL_EMPTY_BUFFER);
 
     Bytes wrongMagic = PaletteFile(triples);
     wrongMagic[5] = 'X';
@@ -228,7 +222,7 @@ TEST_F(PaletteTest, LoadRefusesWhatIsNotAPaletteFile)
     }
 }
 
-TEST_F(PaletteTest, SaveBlocksRoundTripInEveryLayout)
+TEST_F(PaletteTest, SaveBlocksRoundTripInEveryLayoutAndBadOnesChangeNothing)
 {
     const Bytes triples = RandomBytes(768, 5);
     for (unsigned short layout = PALFMT_RGB8; layout <= PALFMT_RGBX; ++layout) {
@@ -266,10 +260,8 @@ TEST_F(PaletteTest, SaveBlocksRoundTripInEveryLayout)
     }
     EXPECT_EQ(memory.CheckMemoryIntegrity(), 1);
     EXPECT_TRUE(LogEntries().empty());
-}
 
-TEST_F(PaletteTest, BadBlocksAreRefusedAndChangeNothing)
-{
+    // Bad blocks are refused and change nothing.
     Palette palette(&memory);
     unsigned char* block = nullptr;
     unsigned long size = 0;
