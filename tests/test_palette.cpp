@@ -1,3 +1,4 @@
+#include "support/pictures.h"
 #include "support/workdir.h"
 
 #include <tollivex.h>
@@ -6,52 +7,50 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <random>
 #include <string>
 #include <vector>
 
+using tvxtest::Bytes;
 using tvxtest::LogEntries;
+using tvxtest::RandomBytes;
 using tvxtest::ReadBytes;
 
 namespace {
-using Bytes = std::vector<unsigned char>;
-
-Bytes RandomTriples(unsigned seed)
-{
-    std::mt19937 random(seed);
-    Bytes triples(768);
-    for (auto& b : triples)
-        b = static_cast<unsigned char>(random());
-    return triples;
-}
-
-Bytes Triples(Palette& palette)
-{
-    Bytes triples;
-    for (unsigned long i = 0; i < 256; ++i) {
-        unsigned char rgb[3];
-        palette.QueryRGB(i, &rgb[0], &rgb[1], &rgb[2]);
-        triples.insert(triples.end(), rgb, rgb + 3);
-    }
-    return triples;
-}
-
 Bytes Colors(Palette& palette, size_t count)
 {
     return Bytes(palette.QueryColors(), palette.QueryColors() + count);
 }
 
+std::vector<int> RGB(Palette& palette, unsigned long index)
+{
+    unsigned char r = 1, g = 1, b = 1;
+    palette.QueryRGB(index, &r, &g, &b);
+    return {r, g, b};
+}
+
+// Triples widened to four-byte entries in either order.
+Bytes Entries(const Bytes& triples, bool blueFirst, unsigned char flag)
+{
+    Bytes entries;
+    for (size_t i = 0; i < triples.size(); i += 3)
+        entries.insert(entries.end(), {triples[i + (blueFirst ? 2 : 0)], triples[i + 1],
+                                       triples[i + (blueFirst ? 0 : 2)], flag});
+    return entries;
+}
+
+void SetTriples(Palette& palette, const Bytes& triples)
+{
+    palette.SetValuesFromRaw8(const_cast<unsigned char*>(triples.data()), 0, 256);
+}
+
 Bytes PaletteFile(const Bytes& triples, unsigned short version = 0x0101, unsigned char layout = 0,
                   uint32_t dataSize = 768)
 {
-    const unsigned char header[14] = {'Q', 'O', 'R', 'P', 'A', 'L', static_cast<unsigned char>(version & 0xFF),
-                                      static_cast<unsigned char>(version >> 8), layout, 255,
-                                      static_cast<unsigned char>(dataSize), static_cast<unsigned char>(dataSize >> 8),
-                                      static_cast<unsigned char>(dataSize >> 16),
-                                      static_cast<unsigned char>(dataSize >> 24)};
-    Bytes file(14 + triples.size());
-    std::copy(header, header + 14, file.begin());
-    std::copy(triples.begin(), triples.end(), file.begin() + 14);
+    Bytes file = {'Q', 'O', 'R', 'P', 'A', 'L', static_cast<unsigned char>(version), static_cast<unsigned char>(version >> 8),
+                  layout, 255};
+    for (int shift = 0; shift < 32; shift += 8)
+        file.push_back(static_cast<unsigned char>(dataSize >> shift));
+    file.insert(file.end(), triples.begin(), triples.end());
     return file;
 }
 
@@ -64,42 +63,29 @@ protected:
 
 TEST_F(PaletteTest, ConversionsBetweenAllLayouts)
 {
-    const Bytes triples = RandomTriples(1);
+    const Bytes triples = RandomBytes(768, 1);
+    Bytes sixBit = triples, lowBitsCleared = triples;
+    for (size_t i = 0; i < 768; ++i) {
+        sixBit[i] = static_cast<unsigned char>(triples[i] >> 2);
+        lowBitsCleared[i] = triples[i] & 0xFC;
+    }
     Palette palette;
     palette.SetFlag(0x5A);
-    palette.SetValuesFromRaw8(const_cast<unsigned char*>(triples.data()), 0, 256);
-    // Converting back to layout 0 does nothing, so the triples stay.
-    EXPECT_EQ(palette.QueryFormat(), PALFMT_RGB8);
-    ASSERT_EQ(Colors(palette, 768), triples);
-
-    palette.Convert(PALFMT_RGBX);
-    EXPECT_EQ(palette.QueryFormat(), PALFMT_RGBX);
-    const unsigned char* entries = palette.QueryColors();
-    for (int i = 0; i < 256; ++i) {
-        ASSERT_EQ(entries[i * 4], triples[i * 3]);
-        ASSERT_EQ(entries[i * 4 + 1], triples[i * 3 + 1]);
-        ASSERT_EQ(entries[i * 4 + 2], triples[i * 3 + 2]);
-        ASSERT_EQ(entries[i * 4 + 3], 0x5A);
+    SetTriples(palette, triples);
+    // Each step converts from the one before; converting to the layout already held does nothing.
+    const struct {
+        unsigned short layout;
+        Bytes colours;
+    } steps[] = {
+        {PALFMT_RGB8, triples}, {PALFMT_RGBX, Entries(triples, false, 0x5A)}, {PALFMT_BGRX, Entries(triples, true, 0x5A)},
+        {PALFMT_RGB8, triples}, {PALFMT_RGBX, Entries(triples, false, 0x5A)}, {PALFMT_RGB6, sixBit},
+        {PALFMT_BGRX, Entries(lowBitsCleared, true, 0x5A)}, {PALFMT_RGB8, lowBitsCleared}, // two bits lost
+    };
+    for (const auto& step : steps) {
+        palette.Convert(step.layout);
+        EXPECT_EQ(palette.QueryFormat(), step.layout);
+        ASSERT_EQ(Colors(palette, step.colours.size()), step.colours) << "to layout " << step.layout;
     }
-    palette.Convert(PALFMT_BGRX);
-    for (int i = 0; i < 256; ++i) {
-        ASSERT_EQ(entries[i * 4], triples[i * 3 + 2]);
-        ASSERT_EQ(entries[i * 4 + 2], triples[i * 3]);
-        ASSERT_EQ(entries[i * 4 + 3], 0x5A);
-    }
-    palette.Convert(PALFMT_RGB8);
-    EXPECT_EQ(Colors(palette, 768), triples);
-
-    // Through 6 bits and back loses the two low bits of every component.
-    palette.Convert(PALFMT_RGBX);
-    palette.Convert(PALFMT_RGB6);
-    EXPECT_EQ(palette.QueryFormat(), PALFMT_RGB6);
-    for (int i = 0; i < 768; ++i)
-        ASSERT_EQ(palette.QueryColors()[i], triples[i] >> 2);
-    palette.Convert(PALFMT_BGRX);
-    palette.Convert(PALFMT_RGB8);
-    for (int i = 0; i < 768; ++i)
-        ASSERT_EQ(palette.QueryColors()[i], triples[i] & 0xFC);
 
     // Layout 0 and unknown layouts change nothing; the latter are reported.
     palette.Convert(PALFMT_NONE);
@@ -108,31 +94,24 @@ TEST_F(PaletteTest, ConversionsBetweenAllLayouts)
     EXPECT_EQ(LogEntries(), (std::vector<std::string>{"Assert error in file palette at line 498."}));
 }
 
-TEST_F(PaletteTest, SingleColourAccessLeavesEightBitTriples)
+TEST_F(PaletteTest, SingleColoursAndCopiesKeepTheirLayouts)
 {
     Palette palette;
     palette.Black();
     EXPECT_EQ(palette.QueryFormat(), PALFMT_RGB8);
-    unsigned char r = 1, g = 1, b = 1;
-    palette.QueryRGB(0, &r, &g, &b);
-    EXPECT_EQ(r + g + b, 0);
-    palette.QueryRGB(255, &r, &g, &b);
-    EXPECT_EQ(r & g & b, 255);
+    EXPECT_EQ(RGB(palette, 0), (std::vector<int>{0, 0, 0}));
+    EXPECT_EQ(RGB(palette, 255), (std::vector<int>{255, 255, 255}));
 
     palette.Default16();
-    palette.QueryRGB(6, &r, &g, &b);
-    EXPECT_EQ((std::vector<int>{r, g, b}), (std::vector<int>{171, 85, 0}));
-    palette.QueryRGB(9, &r, &g, &b);
-    EXPECT_EQ((std::vector<int>{r, g, b}), (std::vector<int>{85, 85, 255}));
-    palette.QueryRGB(255, &r, &g, &b); // Default16 leaves the rest alone
-    EXPECT_EQ(r & g & b, 255);
+    EXPECT_EQ(RGB(palette, 6), (std::vector<int>{171, 85, 0}));
+    EXPECT_EQ(RGB(palette, 9), (std::vector<int>{85, 85, 255}));
+    EXPECT_EQ(RGB(palette, 255), (std::vector<int>{255, 255, 255})); // the rest is left alone
 
     palette.Convert(PALFMT_BGRX);
     palette.SetRGB(7, 10, 20, 30);
     EXPECT_EQ(palette.QueryFormat(), PALFMT_RGB8);
     palette.Convert(PALFMT_RGB6);
-    palette.QueryRGB(7, &r, &g, &b);
-    EXPECT_EQ((std::vector<int>{r, g, b}), (std::vector<int>{8, 20, 28}));
+    EXPECT_EQ(RGB(palette, 7), (std::vector<int>{8, 20, 28}));
 
     // A range in the middle keeps the layout the palette was in.
     palette.Convert(PALFMT_RGBX);
@@ -149,17 +128,13 @@ TEST_F(PaletteTest, SingleColourAccessLeavesEightBitTriples)
 
     // Indexes past the colour table read as zero and are not written.
     palette.SetRGB(100000, 1, 2, 3);
-    palette.QueryRGB(100000, &r, &g, &b);
-    EXPECT_EQ(r + g + b, 0);
-}
+    EXPECT_EQ(RGB(palette, 100000), (std::vector<int>{0, 0, 0}));
 
-TEST_F(PaletteTest, CopyPaletteColorsKeepsTheTargetsLayout)
-{
-    const Bytes triples = RandomTriples(2);
+    // Copying keeps the target's layout, or takes the source's into layout 0.
+    const Bytes triples = RandomBytes(768, 2);
     Palette source;
     source.SetFlag(9);
-    source.SetValuesFromRaw8(const_cast<unsigned char*>(triples.data()), 0, 256);
-    source.Convert(PALFMT_RGB8);
+    SetTriples(source, triples);
     source.Convert(PALFMT_BGRX);
 
     Palette target;
@@ -167,20 +142,18 @@ TEST_F(PaletteTest, CopyPaletteColorsKeepsTheTargetsLayout)
     target.CopyPaletteColors(&source);
     EXPECT_EQ(target.QueryFormat(), PALFMT_RGBX);
     EXPECT_EQ(target.QueryFlag(), 9);
-    EXPECT_EQ(target.QueryColors()[3], 9);
-    EXPECT_EQ(Triples(target), triples);
+    EXPECT_EQ(Colors(target, 1024), Entries(triples, false, 9));
 
-    Palette fresh; // layout 0: takes the source's layout as it is
+    Palette fresh;
     fresh.CopyPaletteColors(&source);
     EXPECT_EQ(fresh.QueryFormat(), PALFMT_BGRX);
 }
 
-TEST_F(PaletteTest, SavedFileBytesAndTheShiftedLoad)
+TEST_F(PaletteTest, SavedFileBytesTheShiftedLoadAndRefusedFiles)
 {
-    const Bytes triples = RandomTriples(3);
+    const Bytes triples = RandomBytes(768, 3);
     Palette palette;
-    palette.SetValuesFromRaw8(const_cast<unsigned char*>(triples.data()), 0, 256);
-    palette.Convert(PALFMT_RGB8);
+    SetTriples(palette, triples);
     palette.Convert(PALFMT_RGBX);
 
     FILE* file = std::fopen("game.pal", "wb");
@@ -206,30 +179,26 @@ TEST_F(PaletteTest, SavedFileBytesAndTheShiftedLoad)
     EXPECT_EQ(palette.Save(readOnly), ERR_FAILURE);
     EXPECT_EQ(palette.errorCode, ERR_PAL_WRITE);
     std::fclose(readOnly);
-}
 
-TEST_F(PaletteTest, LoadRefusesWhatIsNotAPaletteFile)
-{
-    const Bytes triples = RandomTriples(4);
-    Palette palette;
-    EXPECT_EQ(palette.Load(), ERR_FAILURE);
-    EXPECT_EQ(palette.errorCode, ERR_PAL_NO_BUFFER);
-
+    Palette empty;
+    EXPECT_EQ(empty.Load(), ERR_FAILURE);
+    EXPECT_EQ(empty.errorCode, ERR_PAL_NO_BUFFER);
     unsigned char one = 0;
-    EXPECT_EQ(palette.AssociateBuffer(&one, 0), ERR_FAILURE);
-    EXPECT_EQ(palette.errorCode, ERR_PAL_EMPTY_BUFFER);
+    EXPECT_EQ(empty.AssociateBuffer(&one, 0), ERR_FAILURE);
+    EXPECT_EQ(empty.errorCode, ERR_PAL_EMPTY_BUFFER);
 
-    struct Case {
-        const char* what;
-        Bytes file;
-        unsigned short code;
-    };
     Bytes wrongMagic = PaletteFile(triples);
     wrongMagic[5] = 'X';
-    const Case cases[] = {
-        {"wrong magic", wrongMagic, ERR_PAL_NOT_PALETTE},
-        {"shorter than a header", Bytes{'Q', 'O', 'R', 'P', 'A', 'L', 1, 1}, ERR_PAL_NOT_PALETTE},
-        {"newer version", PaletteFile(triples, 0x0102), ERR_PAL_VERSION},
+    // An unknown data layout fails with no code and leaves no format.
+    const struct {
+        const char* what;
+        Bytes file;
+        unsigned short code, format;
+    } cases[] = {
+        {"wrong magic", wrongMagic, ERR_PAL_NOT_PALETTE, PALFMT_RGB8},
+        {"shorter than a header", Bytes{'Q', 'O', 'R', 'P', 'A', 'L', 1, 1}, ERR_PAL_NOT_PALETTE, PALFMT_RGB8},
+        {"newer version", PaletteFile(triples, 0x0102), ERR_PAL_VERSION, PALFMT_RGB8},
+        {"six-bit layout", PaletteFile(triples, 0x0100, 1), 0, PALFMT_NONE},
     };
     for (const auto& c : cases) {
         Palette p;
@@ -238,17 +207,8 @@ TEST_F(PaletteTest, LoadRefusesWhatIsNotAPaletteFile)
         ASSERT_EQ(p.AssociateBuffer(image.data(), image.size()), ERR_OK);
         EXPECT_EQ(p.Load(), ERR_FAILURE) << c.what;
         EXPECT_EQ(p.errorCode, c.code) << c.what;
-        EXPECT_EQ(p.QueryFormat(), PALFMT_RGB8) << c.what; // untouched
+        EXPECT_EQ(p.QueryFormat(), c.format) << c.what;
     }
-
-    // An unknown data layout fails with no code and leaves no format.
-    Bytes sixBit = PaletteFile(triples, 0x0100, 1);
-    Palette p;
-    p.Default16();
-    p.AssociateBuffer(sixBit.data(), sixBit.size());
-    EXPECT_EQ(p.Load(), ERR_FAILURE);
-    EXPECT_EQ(p.errorCode, 0);
-    EXPECT_EQ(p.QueryFormat(), PALFMT_NONE);
 
     // Sizes that lie are held to the file and the colour table.
     Bytes huge = PaletteFile(triples, 0x0101, 0, 0xFFFFFFFF);
@@ -262,15 +222,14 @@ TEST_F(PaletteTest, LoadRefusesWhatIsNotAPaletteFile)
     }
 }
 
-TEST_F(PaletteTest, SaveBlocksRoundTripInEveryLayout)
+TEST_F(PaletteTest, SaveBlocksRoundTripInEveryLayoutAndBadOnesChangeNothing)
 {
-    const Bytes triples = RandomTriples(5);
+    const Bytes triples = RandomBytes(768, 5);
     for (unsigned short layout = PALFMT_RGB8; layout <= PALFMT_RGBX; ++layout) {
         SCOPED_TRACE(layout);
         Palette palette(&memory);
         palette.SetFlag(0x33);
-        palette.SetValuesFromRaw8(const_cast<unsigned char*>(triples.data()), 0, 256);
-        palette.Convert(PALFMT_RGB8);
+        SetTriples(palette, triples);
         palette.Convert(layout);
         const Bytes before = Colors(palette, 1024);
 
@@ -279,33 +238,30 @@ TEST_F(PaletteTest, SaveBlocksRoundTripInEveryLayout)
         ASSERT_EQ(palette.RequestSaveBlock(&block, &size), ERR_OK);
         EXPECT_EQ(palette.QueryFormat(), layout);
         EXPECT_EQ(Colors(palette, 1024), before);
+        // Layout, high byte, the flag for entry layouts, then triples.
         const bool entries = layout >= PALFMT_BGRX;
-        ASSERT_EQ(size, entries ? 771u : 770u);
-        EXPECT_EQ(block[0], layout);
-        EXPECT_EQ(block[1], 0);
-        if (entries) {
-            EXPECT_EQ(block[2], 0x33);
-        }
-        const unsigned char* data = block + (entries ? 3 : 2);
+        Bytes expected = {static_cast<unsigned char>(layout), 0};
+        if (entries)
+            expected.push_back(0x33);
         const Bytes held = layout == PALFMT_RGB6 ? Colors(palette, 768) : triples;
-        EXPECT_EQ(Bytes(data, data + 768), held);
+        expected.insert(expected.end(), held.begin(), held.end());
+        ASSERT_EQ(Bytes(block, block + size), expected);
 
         Palette restored;
         char name[] = "GAMEPAL";
         ASSERT_EQ(restored.PaletteFromBlock(name, block, size), ERR_OK);
         EXPECT_EQ(restored.QueryFormat(), layout);
         EXPECT_EQ(restored.QueryFlag(), entries ? 0x33 : 0);
-        EXPECT_EQ(Colors(restored, entries ? 1024 : 768), Bytes(before.begin(), before.begin() + (entries ? 1024 : 768)));
+        const size_t compared = entries ? 1024 : 768;
+        EXPECT_EQ(Colors(restored, compared), Bytes(before.begin(), before.begin() + long(compared)));
 
         palette.ReleaseSaveBlock(&block);
         EXPECT_EQ(block, nullptr);
     }
     EXPECT_EQ(memory.CheckMemoryIntegrity(), 1);
     EXPECT_TRUE(LogEntries().empty());
-}
 
-TEST_F(PaletteTest, BadBlocksAreRefusedAndChangeNothing)
-{
+    // Bad blocks are refused and change nothing.
     Palette palette(&memory);
     unsigned char* block = nullptr;
     unsigned long size = 0;
@@ -317,15 +273,10 @@ TEST_F(PaletteTest, BadBlocksAreRefusedAndChangeNothing)
     palette.SetFlag(7);
     const Bytes before = Colors(palette, 1024);
     char name[] = "BAD";
-    struct Case {
-        const char* what;
-        Bytes block;
-    };
-    Bytes tooBig1(1027, 0);
+    Bytes tooBig1(1027, 0), tooBig4(1028, 0);
     tooBig1[0] = 1;
-    Bytes tooBig4(1028, 0);
     tooBig4[0] = 4;
-    const Case cases[] = {
+    const std::pair<const char*, Bytes> cases[] = {
         {"unknown layout", Bytes(770, 0)},
         {"layout 5", Bytes{5, 0, 1, 2, 3}},
         {"high byte of the layout", Bytes{1, 1, 1, 2, 3}},
@@ -334,13 +285,13 @@ TEST_F(PaletteTest, BadBlocksAreRefusedAndChangeNothing)
         {"triples larger than the table", tooBig1},
         {"entries larger than the table", tooBig4},
     };
-    for (const auto& c : cases) {
-        Bytes copy = c.block;
-        EXPECT_EQ(palette.PaletteFromBlock(name, copy.data(), copy.size()), ERR_FAILURE) << c.what;
-        EXPECT_EQ(palette.errorCode, ERR_PAL_BAD_BLOCK) << c.what;
-        EXPECT_EQ(palette.QueryFormat(), PALFMT_RGB8) << c.what;
-        EXPECT_EQ(palette.QueryFlag(), 7) << c.what;
-        EXPECT_EQ(Colors(palette, 1024), before) << c.what;
+    for (const auto& [what, bad] : cases) {
+        Bytes copy = bad;
+        EXPECT_EQ(palette.PaletteFromBlock(name, copy.data(), copy.size()), ERR_FAILURE) << what;
+        EXPECT_EQ(palette.errorCode, ERR_PAL_BAD_BLOCK) << what;
+        EXPECT_EQ(palette.QueryFormat(), PALFMT_RGB8) << what;
+        EXPECT_EQ(palette.QueryFlag(), 7) << what;
+        EXPECT_EQ(Colors(palette, 1024), before) << what;
     }
     EXPECT_EQ(palette.PaletteFromBlock(name, nullptr, 770), ERR_FAILURE);
     EXPECT_EQ(LogEntries(), (std::vector<std::string>{"Assert error in file palette at line 548."}));
@@ -348,9 +299,6 @@ TEST_F(PaletteTest, BadBlocksAreRefusedAndChangeNothing)
     // Short blocks of triples are accepted and the rest reads as black.
     Bytes small = {1, 0, 9, 8, 7};
     ASSERT_EQ(palette.PaletteFromBlock(name, small.data(), small.size()), ERR_OK);
-    unsigned char r, g, b;
-    palette.QueryRGB(0, &r, &g, &b);
-    EXPECT_EQ((std::vector<int>{r, g, b}), (std::vector<int>{9, 8, 7}));
-    palette.QueryRGB(1, &r, &g, &b);
-    EXPECT_EQ(r + g + b, 0);
+    EXPECT_EQ(RGB(palette, 0), (std::vector<int>{9, 8, 7}));
+    EXPECT_EQ(RGB(palette, 1), (std::vector<int>{0, 0, 0}));
 }
