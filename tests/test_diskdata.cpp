@@ -25,6 +25,9 @@ std::string Assert(unsigned long line)
 class DiskDataTest : public testing::Test {
 protected:
     void SetUp() override { DebugInit(); }
+    // The error code of a failed call, 0 for success.
+    unsigned Err(ERRORSTATUS result) const { return result == ERR_OK ? 0u : disk.errorCode; }
+
     MemManager memory;
     DiskData disk{&memory};
 };
@@ -118,23 +121,20 @@ TEST_F(DiskDataTest, RequestBlockReadsRangesAndRefusesBadOnes)
     EXPECT_TRUE(LogEntries().empty());
 
     unsigned long size = 0;
-    EXPECT_EQ(disk.RequestBlock(file, 20000, &size, &data), ERR_FAILURE);
-    EXPECT_EQ(disk.errorCode, ERR_DISK_PAST_END);
+    EXPECT_EQ(Err(disk.RequestBlock(file, 20000, &size, &data)), ERR_DISK_PAST_END);
     EXPECT_TRUE(Logged(Assert(131)));
 
     // A length that runs past the end is a short read, however large.
     for (unsigned long lying : {20001ul, 0xFFFFFFFFul}) {
         size = lying;
-        EXPECT_EQ(disk.RequestBlock(file, 0, &size, &data), ERR_FAILURE);
-        EXPECT_EQ(disk.errorCode, ERR_DISK_READ);
+        EXPECT_EQ(Err(disk.RequestBlock(file, 0, &size, &data)), ERR_DISK_READ);
         EXPECT_EQ(data, nullptr);
     }
     EXPECT_TRUE(Logged(Assert(157)));
 
     Text missing("NONE.BIN");
     size = 0;
-    EXPECT_EQ(disk.RequestBlock(missing, 0, &size, &data), ERR_FAILURE);
-    EXPECT_EQ(disk.errorCode, ERR_DISK_OPEN);
+    EXPECT_EQ(Err(disk.RequestBlock(missing, 0, &size, &data)), ERR_DISK_OPEN);
     EXPECT_TRUE(Logged(Assert(118)));
 
     // A later success leaves the last code in place.
@@ -196,8 +196,7 @@ TEST_F(DiskDataTest, OpenFilesAreListedUntilClosed)
     EXPECT_EQ(disk.FileExist(none), 0);
 
     FILE* missing = nullptr;
-    EXPECT_EQ(disk.OpenFileRW(none, &missing), ERR_FAILURE);
-    EXPECT_EQ(disk.errorCode, ERR_DISK_OPEN);
+    EXPECT_EQ(Err(disk.OpenFileRW(none, &missing)), ERR_DISK_OPEN);
     EXPECT_EQ(missing, nullptr);
 
     disk.CloseFile(&first);
@@ -230,8 +229,7 @@ TEST_F(DiskDataTest, OpenFilesAreListedUntilClosed)
     ASSERT_EQ(disk.GetCurrDirectory(buffer, sizeof(buffer)), ERR_OK);
     EXPECT_EQ(fs::path(buffer), fs::current_path());
     const unsigned short before = disk.errorCode;
-    EXPECT_EQ(disk.GetCurrDirectory(buffer, 2), ERR_FAILURE);
-    EXPECT_EQ(disk.errorCode, before);
+    EXPECT_EQ(Err(disk.GetCurrDirectory(buffer, 2)), before);
 }
 
 TEST_F(DiskDataTest, RemoveDataBlockCutsRangesInPlace)
@@ -258,20 +256,17 @@ TEST_F(DiskDataTest, RemoveDataBlockCutsRangesInPlace)
 
     // A range past the end fails on the short read and leaves the file as
     // it was, with no scratch file and the directory restored.
-    EXPECT_EQ(disk.RemoveDataBlock(file, expected.size() - 5, 10), ERR_FAILURE);
-    EXPECT_EQ(disk.errorCode, ERR_DISK_READ);
+    EXPECT_EQ(Err(disk.RemoveDataBlock(file, expected.size() - 5, 10)), ERR_DISK_READ);
     EXPECT_EQ(ReadBytes("DATA/CUT.BIN"), expected);
     EXPECT_EQ(fs::current_path(), home);
     EXPECT_TRUE(onlyOneFile());
 
     Text elsewhere("NODIR\\CUT.BIN");
-    EXPECT_EQ(disk.RemoveDataBlock(elsewhere, 0, 1), ERR_FAILURE);
-    EXPECT_EQ(disk.errorCode, ERR_DISK_CHDIR);
+    EXPECT_EQ(Err(disk.RemoveDataBlock(elsewhere, 0, 1)), ERR_DISK_CHDIR);
     EXPECT_TRUE(Logged(Assert(652)));
 
     Text missing("DATA\\NONE.BIN");
-    EXPECT_EQ(disk.RemoveDataBlock(missing, 0, 1), ERR_FAILURE);
-    EXPECT_EQ(disk.errorCode, ERR_DISK_OPEN);
+    EXPECT_EQ(Err(disk.RemoveDataBlock(missing, 0, 1)), ERR_DISK_OPEN);
     EXPECT_EQ(fs::current_path(), home);
     EXPECT_EQ(disk.QueryOpenFileFirst(), nullptr);
     EXPECT_EQ(memory.CheckMemoryIntegrity(), 1);

@@ -213,8 +213,9 @@ TEST(LibraryDamage, RandomAndMutatedFilesNeverBreakTheLibrary)
         }
         EXPECT_EQ(memory.CheckMemoryIntegrity(), 1);
         // The mutations reach every kind of damage the library tells apart.
-        for (unsigned code : {0u, unsigned(ERR_LIB_NOT_LIBRARY), unsigned(ERR_LIB_BAD_BLOCK_TAG), unsigned(ERR_LIB_DISK),
-                              unsigned(ERR_LIB_SHORT_READ), unsigned(ERR_LIB_EXPAND), unsigned(ERR_LIB_NO_BLOCK)})
+        const std::set<unsigned> kinds = {0, ERR_LIB_NOT_LIBRARY, ERR_LIB_BAD_BLOCK_TAG, ERR_LIB_DISK,
+                                          ERR_LIB_SHORT_READ, ERR_LIB_EXPAND, ERR_LIB_NO_BLOCK};
+        for (unsigned code : kinds)
             EXPECT_TRUE(seen.count(code)) << code;
     }
     EXPECT_FALSE(tvxtest::Logged(tvxtest::AssertLine("memman", 80)));
