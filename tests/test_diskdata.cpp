@@ -10,6 +10,7 @@
 
 namespace fs = std::filesystem;
 using tvxtest::Bytes;
+using tvxtest::Logged;
 using tvxtest::LogEntries;
 using tvxtest::ReadBytes;
 using tvxtest::Text;
@@ -18,112 +19,74 @@ using tvxtest::WriteBytes;
 namespace {
 std::string Assert(unsigned long line)
 {
-    return "Assert error in file diskdata at line " + std::to_string(line) + ".";
-}
-
-bool Logged(unsigned long line, const std::string& source = "diskdata")
-{
-    const std::string wanted = "Assert error in file " + source + " at line " + std::to_string(line) + ".";
-    for (const std::string& entry : LogEntries()) {
-        if (entry == wanted)
-            return true;
-    }
-    return false;
+    return tvxtest::AssertLine("diskdata", line);
 }
 
 class DiskDataTest : public testing::Test {
 protected:
     void SetUp() override { DebugInit(); }
+    // The error code of a failed call, 0 for success.
+    unsigned Err(ERRORSTATUS result) const { return result == ERR_OK ? 0u : disk.errorCode; }
+
     MemManager memory;
     DiskData disk{&memory};
 };
 } // namespace
 
-TEST(DiskNames, LegalDosNames)
+TEST(DiskNames, LegalDosNamesAndCharacters)
 {
-    struct Case {
+    // Legal names give their file part; illegal ones leave it null.
+    const struct {
         const char* name;
-        int legal;
         const char* filePart;
+    } cases[] = {
+        {"GAME.LIB", "GAME.LIB"}, {"C:\\DATA\\GAME.LIB", "GAME.LIB"}, {"*.LIB", "*.LIB"},
+        {"DATA\\G?ME.*", "G?ME.*"}, {"C:GAME", "GAME"}, {"ABCDEFGH.ABC", "ABCDEFGH.ABC"},
+        {"game.lib", "game.lib"}, {"LONGFILENAME.LIB", nullptr}, {"ABCDEFGHI", nullptr},
+        {"GAME.LIBS", nullptr}, {"A.B.C", nullptr}, {"MY FILE.LIB", nullptr}, {"GAME.LIB ", nullptr},
+        {"..\\GAME.LIB", nullptr}, {".", nullptr}, {"..", nullptr}, {"DATA*\\GAME.LIB", nullptr},
+        {"C:\\DATA\\", nullptr}, {"C:", nullptr}, {"", nullptr}, {"DATA/GAME.LIB", nullptr},
+        {"A+B.LIB", nullptr}, {"GAME.L;B", nullptr},
     };
-    const Case cases[] = {
-        {"GAME.LIB", 1, "GAME.LIB"},
-        {"C:\\DATA\\GAME.LIB", 1, "GAME.LIB"},
-        {"*.LIB", 1, "*.LIB"},
-        {"DATA\\G?ME.*", 1, "G?ME.*"},
-        {"C:GAME", 1, "GAME"},
-        {"ABCDEFGH.ABC", 1, "ABCDEFGH.ABC"},
-        {"game.lib", 1, "game.lib"},
-        {"LONGFILENAME.LIB", 0, nullptr},
-        {"ABCDEFGHI", 0, nullptr},
-        {"GAME.LIBS", 0, nullptr},
-        {"A.B.C", 0, nullptr},
-        {"MY FILE.LIB", 0, nullptr},
-        {"GAME.LIB ", 0, nullptr},
-        {"..\\GAME.LIB", 0, nullptr},
-        {".", 0, nullptr},
-        {"..", 0, nullptr},
-        {"DATA*\\GAME.LIB", 0, nullptr},
-        {"C:\\DATA\\", 0, nullptr},
-        {"C:", 0, nullptr},
-        {"", 0, nullptr},
-        {"DATA/GAME.LIB", 0, nullptr},
-        {"A+B.LIB", 0, nullptr},
-        {"GAME.L;B", 0, nullptr},
-    };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         Text name(c.name);
         char* part = nullptr;
-        EXPECT_EQ(IsLegalDOSFn(name, &part), c.legal) << c.name;
-        if (c.legal == 1)
+        EXPECT_EQ(IsLegalDOSFn(name, &part), c.filePart != nullptr ? 1 : 0) << c.name;
+        if (c.filePart != nullptr)
             EXPECT_STREQ(part, c.filePart) << c.name;
         else
             EXPECT_EQ(part, nullptr) << c.name;
     }
     Text plain("GAME.LIB");
     EXPECT_EQ(IsLegalDOSFn(plain, nullptr), 1);
-}
 
-TEST(DiskNames, CharacterClasses)
-{
     const std::string illegal = "\\:./[]|<>+=;,\" ";
-    int legalCount = 0;
     for (int c = 0; c < 256; ++c) {
-        const int expected = (c < 33 || illegal.find(static_cast<char>(c)) != std::string::npos) ? 0 : 1;
-        EXPECT_EQ(IsLegalDOSFnChar(static_cast<unsigned char>(c)), expected) << c;
-        legalCount += IsLegalDOSFnChar(static_cast<unsigned char>(c));
-        EXPECT_EQ(IsDOSFnWildcard(static_cast<unsigned char>(c)), c == '*' || c == '?' ? 1 : 0) << c;
+        const auto byte = static_cast<unsigned char>(c);
+        EXPECT_EQ(IsLegalDOSFnChar(byte), c < 33 || illegal.find(static_cast<char>(c)) != std::string::npos ? 0 : 1)
+            << c;
+        EXPECT_EQ(IsDOSFnWildcard(byte), c == '*' || c == '?' ? 1 : 0) << c;
     }
-    EXPECT_EQ(legalCount, 256 - 33 - 14); // the space is among the bytes below 33
 }
 
 TEST(DiskNames, WildcardMatching)
 {
     DebugInit();
-    struct Case {
+    const struct {
         const char* name;
         const char* pattern;
         int match;
-    };
-    const Case cases[] = {
-        {"GAME.LIB", "*.LIB", 1},
-        {"GAME.LIB", "*.lib", 0},
-        {"GAME.LIB", "G?ME.*", 1},
-        {"GAME.LIB", "*.*", 1},
-        {"GAME.LIB", "*", 1},
-        {"GAME.LIB", "GAME.LIB", 1},
-        {"GAME.LIB", "GAME.LI", 0},
-        {"GAME.LI", "GAME.LIB", 0},
+    } cases[] = {
+        {"GAME.LIB", "*.LIB", 1}, {"GAME.LIB", "*.lib", 0}, {"GAME.LIB", "G?ME.*", 1}, {"GAME.LIB", "*.*", 1},
+        {"GAME.LIB", "*", 1}, {"GAME.LIB", "GAME.LIB", 1}, {"GAME.LIB", "GAME.LI", 0}, {"GAME.LI", "GAME.LIB", 0},
         {"GAME", "GAM?", 1},
-        {"GAM", "GAM?", 1},        // `?` may match nothing at the end
-        {"GAME", "*.*", 0},        // no dot in the name, none to find
+        {"GAM", "GAM?", 1},                    // `?` may match nothing at the end
+        {"GAME", "*.*", 0},                    // no dot in the name, none to find
         {"DATA\\GAME.LIB", "OTHER\\*.LIB", 1}, // only the file parts count
-        {"ABAC", "*A?", 0},        // first "A" taken, no retry at the later one
-        {"XAB", "*A?", 1},
-        {"SAVE1.DAT", "SAVE?.DAT", 1},
-        {"SAVE12.DAT", "SAVE?.DAT", 0},
+        {"ABAC", "*A?", 0},                    // first "A" taken, no retry at the later one
+        {"XAB", "*A?", 1}, {"SAVE1.DAT", "SAVE?.DAT", 1}, {"SAVE12.DAT", "SAVE?.DAT", 0},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         Text name(c.name);
         Text pattern(c.pattern);
         EXPECT_EQ(TestFilename(name, pattern), c.match) << c.name << " ~ " << c.pattern;
@@ -141,47 +104,38 @@ TEST_F(DiskDataTest, RequestBlockReadsRangesAndRefusesBadOnes)
     const Bytes content = tvxtest::RandomBytes(20000, 1);
     WriteBytes("DATA.BIN", content);
     Text file("DATA.BIN");
-
-    unsigned long size = 0;
     unsigned char* data = nullptr;
-    ASSERT_EQ(disk.RequestBlock(file, 0, &size, &data), ERR_OK);
-    EXPECT_EQ(size, content.size());
-    EXPECT_EQ(Bytes(data, data + size), content);
-    disk.ReleaseBlock(&data);
-    EXPECT_EQ(data, nullptr);
 
-    size = 0;
-    ASSERT_EQ(disk.RequestBlock(file, 19990, &size, &data), ERR_OK);
-    EXPECT_EQ(size, 10u);
-    EXPECT_EQ(Bytes(data, data + size), Bytes(content.end() - 10, content.end()));
-    disk.ReleaseBlock(&data);
-
-    size = 100;
-    ASSERT_EQ(disk.RequestBlock(file, 9000, &size, &data), ERR_OK);
-    EXPECT_EQ(Bytes(data, data + 100), Bytes(content.begin() + 9000, content.begin() + 9100));
-    disk.ReleaseBlock(&data);
+    // {offset, size asked, bytes expected}: size 0 reads to the end.
+    const struct {
+        unsigned long offset, size, length;
+    } reads[] = {{0, 0, 20000}, {19990, 0, 10}, {9000, 100, 100}};
+    for (const auto& r : reads) {
+        unsigned long size = r.size;
+        ASSERT_EQ(disk.RequestBlock(file, r.offset, &size, &data), ERR_OK);
+        EXPECT_EQ(size, r.length);
+        EXPECT_EQ(Bytes(data, data + r.length), Bytes(&content[r.offset], &content[r.offset] + r.length));
+        disk.ReleaseBlock(&data);
+        EXPECT_EQ(data, nullptr);
+    }
     EXPECT_TRUE(LogEntries().empty());
 
-    size = 0;
-    data = nullptr;
-    EXPECT_EQ(disk.RequestBlock(file, 20000, &size, &data), ERR_FAILURE);
-    EXPECT_EQ(disk.errorCode, ERR_DISK_PAST_END);
-    EXPECT_TRUE(Logged(131));
+    unsigned long size = 0;
+    EXPECT_EQ(Err(disk.RequestBlock(file, 20000, &size, &data)), ERR_DISK_PAST_END);
+    EXPECT_TRUE(Logged(Assert(131)));
 
     // A length that runs past the end is a short read, however large.
     for (unsigned long lying : {20001ul, 0xFFFFFFFFul}) {
         size = lying;
-        EXPECT_EQ(disk.RequestBlock(file, 0, &size, &data), ERR_FAILURE);
-        EXPECT_EQ(disk.errorCode, ERR_DISK_READ);
+        EXPECT_EQ(Err(disk.RequestBlock(file, 0, &size, &data)), ERR_DISK_READ);
         EXPECT_EQ(data, nullptr);
     }
-    EXPECT_TRUE(Logged(157));
+    EXPECT_TRUE(Logged(Assert(157)));
 
     Text missing("NONE.BIN");
     size = 0;
-    EXPECT_EQ(disk.RequestBlock(missing, 0, &size, &data), ERR_FAILURE);
-    EXPECT_EQ(disk.errorCode, ERR_DISK_OPEN);
-    EXPECT_TRUE(Logged(118));
+    EXPECT_EQ(Err(disk.RequestBlock(missing, 0, &size, &data)), ERR_DISK_OPEN);
+    EXPECT_TRUE(Logged(Assert(118)));
 
     // A later success leaves the last code in place.
     size = 1;
@@ -206,9 +160,7 @@ TEST_F(DiskDataTest, StatListKeepsTheDirectoryPartAndRunsInReverse)
         std::vector<std::string> found;
         for (_FILESTATS* record = list; record != nullptr; record = record->next) {
             found.push_back(std::string(record->name) + "=" + std::to_string(record->size));
-            EXPECT_EQ(+record->date, 0);
-            EXPECT_EQ(+record->time, 0);
-            EXPECT_EQ(+record->attributes, 0);
+            EXPECT_EQ(record->date + record->time + record->attributes, 0);
         }
         disk.ReleaseStatList(&list);
         EXPECT_EQ(list, nullptr);
@@ -216,13 +168,13 @@ TEST_F(DiskDataTest, StatListKeepsTheDirectoryPartAndRunsInReverse)
     };
     // The search lists in name order without regard to case; the records
     // are pushed at the head, so the list runs the other way.
-    EXPECT_EQ(names("DATA\\*.LIB"), (std::vector<std::string>{"DATA\\b.lib=7", "DATA\\A.LIB=5"}));
-    EXPECT_EQ(names("DATA\\?.lib"), (std::vector<std::string>{"DATA\\b.lib=7", "DATA\\A.LIB=5"}));
-    EXPECT_EQ(names("DATA\\NODOT.*"), (std::vector<std::string>{"DATA\\NODOT=11"}));
-    EXPECT_EQ(names("DATA\\*.ZIP"), std::vector<std::string>{});
-    EXPECT_EQ(names("NODIR\\*.*"), std::vector<std::string>{});
-    const auto all = names("DATA\\*.*");
-    EXPECT_EQ(all.size(), 6u); // four files with "." and ".."
+    using Names = std::vector<std::string>;
+    EXPECT_EQ(names("DATA\\*.LIB"), (Names{"DATA\\b.lib=7", "DATA\\A.LIB=5"}));
+    EXPECT_EQ(names("DATA\\?.lib"), (Names{"DATA\\b.lib=7", "DATA\\A.LIB=5"}));
+    EXPECT_EQ(names("DATA\\NODOT.*"), (Names{"DATA\\NODOT=11"}));
+    EXPECT_EQ(names("DATA\\*.ZIP"), Names{});
+    EXPECT_EQ(names("NODIR\\*.*"), Names{});
+    EXPECT_EQ(names("DATA\\*.*").size(), 6u); // four files with "." and ".."
     EXPECT_TRUE(LogEntries().empty());
 }
 
@@ -244,8 +196,7 @@ TEST_F(DiskDataTest, OpenFilesAreListedUntilClosed)
     EXPECT_EQ(disk.FileExist(none), 0);
 
     FILE* missing = nullptr;
-    EXPECT_EQ(disk.OpenFileRW(none, &missing), ERR_FAILURE);
-    EXPECT_EQ(disk.errorCode, ERR_DISK_OPEN);
+    EXPECT_EQ(Err(disk.OpenFileRW(none, &missing)), ERR_DISK_OPEN);
     EXPECT_EQ(missing, nullptr);
 
     disk.CloseFile(&first);
@@ -272,6 +223,13 @@ TEST_F(DiskDataTest, OpenFilesAreListedUntilClosed)
     EXPECT_EQ(std::fgetc(left), 1);
     std::fclose(left);
     memory.Free(&record);
+
+    // The directory query leaves the code alone when the buffer is short.
+    char buffer[1024];
+    ASSERT_EQ(disk.GetCurrDirectory(buffer, sizeof(buffer)), ERR_OK);
+    EXPECT_EQ(fs::path(buffer), fs::current_path());
+    const unsigned short before = disk.errorCode;
+    EXPECT_EQ(Err(disk.GetCurrDirectory(buffer, 2)), before);
 }
 
 TEST_F(DiskDataTest, RemoveDataBlockCutsRangesInPlace)
@@ -280,50 +238,36 @@ TEST_F(DiskDataTest, RemoveDataBlockCutsRangesInPlace)
     fs::create_directory("DATA");
     const fs::path home = fs::current_path();
     Text file("DATA\\CUT.BIN");
+    auto onlyOneFile = [] { return std::distance(fs::directory_iterator("DATA"), fs::directory_iterator()) == 1; };
 
-    struct Cut {
-        unsigned long offset;
-        unsigned long length;
-    };
     // Tail, head, middle across several copy buffers, a single byte.
-    const Cut cuts[] = {{29000, 1000}, {0, 100}, {5000, 17000}, {12, 1}};
+    const struct {
+        unsigned long offset, length;
+    } cuts[] = {{29000, 1000}, {0, 100}, {5000, 17000}, {12, 1}};
     Bytes expected = content;
     WriteBytes("DATA/CUT.BIN", content);
-    for (const Cut& cut : cuts) {
+    for (const auto& cut : cuts) {
         ASSERT_EQ(disk.RemoveDataBlock(file, cut.offset, cut.length), ERR_OK);
         expected.erase(expected.begin() + cut.offset, expected.begin() + cut.offset + cut.length);
         EXPECT_EQ(ReadBytes("DATA/CUT.BIN"), expected);
         EXPECT_EQ(fs::current_path(), home);
     }
-    EXPECT_EQ(std::distance(fs::directory_iterator("DATA"), fs::directory_iterator()), 1);
+    EXPECT_TRUE(onlyOneFile());
 
     // A range past the end fails on the short read and leaves the file as
     // it was, with no scratch file and the directory restored.
-    EXPECT_EQ(disk.RemoveDataBlock(file, expected.size() - 5, 10), ERR_FAILURE);
-    EXPECT_EQ(disk.errorCode, ERR_DISK_READ);
+    EXPECT_EQ(Err(disk.RemoveDataBlock(file, expected.size() - 5, 10)), ERR_DISK_READ);
     EXPECT_EQ(ReadBytes("DATA/CUT.BIN"), expected);
     EXPECT_EQ(fs::current_path(), home);
-    EXPECT_EQ(std::distance(fs::directory_iterator("DATA"), fs::directory_iterator()), 1);
+    EXPECT_TRUE(onlyOneFile());
 
     Text elsewhere("NODIR\\CUT.BIN");
-    EXPECT_EQ(disk.RemoveDataBlock(elsewhere, 0, 1), ERR_FAILURE);
-    EXPECT_EQ(disk.errorCode, ERR_DISK_CHDIR);
-    EXPECT_TRUE(Logged(652));
+    EXPECT_EQ(Err(disk.RemoveDataBlock(elsewhere, 0, 1)), ERR_DISK_CHDIR);
+    EXPECT_TRUE(Logged(Assert(652)));
 
     Text missing("DATA\\NONE.BIN");
-    EXPECT_EQ(disk.RemoveDataBlock(missing, 0, 1), ERR_FAILURE);
-    EXPECT_EQ(disk.errorCode, ERR_DISK_OPEN);
+    EXPECT_EQ(Err(disk.RemoveDataBlock(missing, 0, 1)), ERR_DISK_OPEN);
     EXPECT_EQ(fs::current_path(), home);
     EXPECT_EQ(disk.QueryOpenFileFirst(), nullptr);
     EXPECT_EQ(memory.CheckMemoryIntegrity(), 1);
-}
-
-TEST_F(DiskDataTest, CurrentDirectory)
-{
-    char buffer[1024];
-    ASSERT_EQ(disk.GetCurrDirectory(buffer, sizeof(buffer)), ERR_OK);
-    EXPECT_EQ(fs::path(buffer), fs::current_path());
-    const unsigned short before = disk.errorCode;
-    EXPECT_EQ(disk.GetCurrDirectory(buffer, 2), ERR_FAILURE);
-    EXPECT_EQ(disk.errorCode, before);
 }

@@ -13,8 +13,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 
 namespace fs = std::filesystem;
@@ -46,12 +44,13 @@ struct ToolRun {
     std::string err;
 };
 
+// Text-mode output, so that Windows line ends read as "\n".
 std::string Slurp(const char* path)
 {
-    std::ifstream in(path);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
+    std::string text;
+    for (const std::string& line : tvxtest::ReadLines(path))
+        text += line + "\n";
+    return text;
 }
 
 class TvxlibTest : public testing::Test {
@@ -98,10 +97,7 @@ protected:
     std::string tool;
 };
 
-bool Contains(const std::string& text, const std::string& part)
-{
-    return text.find(part) != std::string::npos;
-}
+#define EXPECT_CONTAINS(text, part) EXPECT_PRED_FORMAT2(testing::IsSubstring, part, text)
 
 } // namespace
 
@@ -122,18 +118,18 @@ TEST_F(TvxlibTest, EditsALibraryFromStartToEnd)
 
     run = Tool("list data/GAME.LIB");
     ASSERT_EQ(run.status, 0) << run.err;
-    EXPECT_TRUE(Contains(run.out, "HERO                 SPR1")) << run.out;
-    EXPECT_TRUE(Contains(run.out, "     70000       70000  no")) << run.out;
-    EXPECT_TRUE(Contains(run.out, "STORY                DATA")) << run.out;
-    EXPECT_TRUE(Contains(run.out, "     40000  yes")) << run.out;
-    EXPECT_TRUE(Contains(run.out, "2 blocks")) << run.out;
+    EXPECT_CONTAINS(run.out, "HERO                 SPR1");
+    EXPECT_CONTAINS(run.out, "     70000       70000  no");
+    EXPECT_CONTAINS(run.out, "STORY                DATA");
+    EXPECT_CONTAINS(run.out, "     40000  yes");
+    EXPECT_CONTAINS(run.out, "2 blocks");
     EXPECT_LT(run.out.find("HERO"), run.out.find("STORY")); // file order
 
     ASSERT_EQ(Tool("extract data/GAME.LIB STORY story.out").status, 0);
     EXPECT_EQ(ReadBytes("story.out"), text);
     run = Tool("verify data/GAME.LIB");
     EXPECT_EQ(run.status, 0) << run.err;
-    EXPECT_TRUE(Contains(run.out, "all 2 blocks read back")) << run.out;
+    EXPECT_CONTAINS(run.out, "all 2 blocks read back");
 
     ASSERT_EQ(Tool("add data/GAME.LIB HERO text.bin --replace").status, 0);
     ASSERT_EQ(Tool("rename data/GAME.LIB STORY TALE").status, 0);
@@ -141,9 +137,9 @@ TEST_F(TvxlibTest, EditsALibraryFromStartToEnd)
     EXPECT_EQ(Tool("extract data/GAME.LIB TALE tale.out").status, 0);
     EXPECT_EQ(ReadBytes("tale.out"), text);
     run = Tool("list data/GAME.LIB");
-    EXPECT_TRUE(Contains(run.out, "TALE")) << run.out;
-    EXPECT_FALSE(Contains(run.out, "HERO")) << run.out;
-    EXPECT_TRUE(Contains(run.out, "1 block\n")) << run.out;
+    EXPECT_CONTAINS(run.out, "TALE");
+    EXPECT_PRED_FORMAT2(testing::IsNotSubstring, "HERO", run.out);
+    EXPECT_CONTAINS(run.out, "1 block\n");
 
     EXPECT_EQ(Files("data"), std::vector<std::string>{"GAME.LIB"});
     EXPECT_EQ(Files(), (std::vector<std::string>{"data", "random.bin", "story.out", "tale.out", "text.bin"}));
@@ -179,7 +175,7 @@ TEST_F(TvxlibTest, FailuresSayWhyAndLeaveFilesAlone)
     for (const Case& c : cases) {
         const ToolRun run = Tool(c.arguments);
         EXPECT_EQ(run.status, c.status) << c.arguments;
-        EXPECT_TRUE(Contains(run.err, c.message)) << c.arguments << ": " << run.err;
+        EXPECT_CONTAINS(run.err, c.message);
         EXPECT_EQ(ReadBytes("GAME.LIB"), library) << c.arguments;
         EXPECT_EQ(Files(), (std::vector<std::string>{"GAME.LIB", "in.bin"})) << c.arguments;
     }
@@ -190,11 +186,11 @@ TEST_F(TvxlibTest, FailuresSayWhyAndLeaveFilesAlone)
     WriteBytes("GAME.LIB", damaged);
     const ToolRun run = Tool("verify GAME.LIB");
     EXPECT_EQ(run.status, 1);
-    EXPECT_TRUE(Contains(run.err, "block TWO: error 1227")) << run.err;
-    EXPECT_TRUE(Contains(run.err, "1 of 2 blocks cannot be read")) << run.err;
-    EXPECT_TRUE(Contains(run.out, "ONE                  ok, 3 bytes")) << run.out;
+    EXPECT_CONTAINS(run.err, "block TWO: error 1227");
+    EXPECT_CONTAINS(run.err, "1 of 2 blocks cannot be read");
+    EXPECT_CONTAINS(run.out, "ONE                  ok, 3 bytes");
 
     const ToolRun help = Tool("--help");
     EXPECT_EQ(help.status, 0);
-    EXPECT_TRUE(Contains(help.out, "Usage: tvxlib <command> <library file>")) << help.out;
+    EXPECT_CONTAINS(help.out, "Usage: tvxlib <command> <library file>");
 }

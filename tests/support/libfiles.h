@@ -1,13 +1,17 @@
 // Library files built byte by byte, independently of the Library code, and
-// the objects a library test needs.
+// the small helpers the data tests share.
 #ifndef TOLLIVEX_TESTS_LIBFILES_H
 #define TOLLIVEX_TESTS_LIBFILES_H
 
+#include "support/workdir.h"
+
 #include <tollivex.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace tvxtest {
@@ -33,26 +37,19 @@ struct BlockSpec {
     uint8_t compressed = 0;
 };
 
-inline Bytes BlockBytes(const BlockSpec& block)
-{
-    Bytes out = {'L', 'I', 'B', 'B', 'L', 'K'};
-    PutLE(out, static_cast<uint32_t>(block.data.size()), 4);
-    PutLE(out, block.type, 4);
-    out.push_back(block.compressed);
-    for (size_t i = 0; i < 20; ++i)
-        out.push_back(i < block.name.size() ? static_cast<unsigned char>(block.name[i]) : 0);
-    out.insert(out.end(), block.data.begin(), block.data.end());
-    return out;
-}
-
 inline Bytes LibraryBytes(const std::vector<BlockSpec>& blocks, uint16_t version = 259)
 {
     Bytes out = {'Q', 'O', 'R', 'L', 'I', 'B'};
     PutLE(out, version, 2);
     PutLE(out, static_cast<uint32_t>(blocks.size()), 2);
     for (const BlockSpec& block : blocks) {
-        const Bytes bytes = BlockBytes(block);
-        out.insert(out.end(), bytes.begin(), bytes.end());
+        out.insert(out.end(), {'L', 'I', 'B', 'B', 'L', 'K'});
+        PutLE(out, static_cast<uint32_t>(block.data.size()), 4);
+        PutLE(out, block.type, 4);
+        out.push_back(block.compressed);
+        for (size_t i = 0; i < 20; ++i)
+            out.push_back(i < block.name.size() ? static_cast<unsigned char>(block.name[i]) : 0);
+        out.insert(out.end(), block.data.begin(), block.data.end());
     }
     return out;
 }
@@ -92,12 +89,40 @@ struct Text {
     std::vector<char> chars;
 };
 
-// The usual wiring: one memory manager, one disk, one library.
-struct LibraryFixtureObjects {
-    MemManager memory;
-    DiskData disk{&memory};
-    Library library{&memory, &disk};
-};
+// The log line of a failed assertion.
+inline std::string AssertLine(const std::string& source, unsigned long line)
+{
+    return "Assert error in file " + source + " at line " + std::to_string(line) + ".";
+}
+
+inline bool Logged(const std::string& entry)
+{
+    const std::vector<std::string> entries = LogEntries();
+    return std::find(entries.begin(), entries.end(), entry) != entries.end();
+}
+
+// A block's bytes as RequestLibrary gives them, or no bytes and the error code.
+inline std::pair<Bytes, unsigned> ReadBlock(Library& library, const std::string& name)
+{
+    Text text(name);
+    unsigned char* data = nullptr;
+    unsigned long size = 0;
+    if (library.RequestLibrary(text, &data, &size) == ERR_FAILURE)
+        return {Bytes(), library.errorCode};
+    Bytes bytes(data, data + size);
+    library.ReleaseLibrary(&data);
+    EXPECT_EQ(data, nullptr);
+    return {bytes, 0};
+}
+
+inline ERRORSTATUS AddBlock(Library& library, const std::string& file, const std::string& name, const Bytes& data,
+                            unsigned long flags, uint32_t type, unsigned long* stored = nullptr)
+{
+    Text f(file), n(name);
+    unsigned long ignored = 0;
+    return library.AddLibrary(f, n, type, const_cast<unsigned char*>(data.data()), data.size(),
+                              stored != nullptr ? stored : &ignored, flags);
+}
 
 } // namespace tvxtest
 
