@@ -429,15 +429,9 @@ ERRORSTATUS Library::FindBlockInFile(char* file, char* name, unsigned long* head
         return ERR_FAILURE;
     }
     FILE* stream = nullptr;
-    if (diskData->OpenFileRW(file, &stream) == ERR_FAILURE) {
-        errorCode = ERR_LIB_DISK;
-        return ERR_FAILURE;
-    }
-
     FileHeader fileHeader;
-    if (std::fread(&fileHeader, 1, sizeof(fileHeader), stream) != sizeof(fileHeader)) {
-        diskData->CloseFile(&stream);
-        errorCode = ERR_LIB_SHORT_READ;
+    if (const unsigned short code = OpenWithHeader(diskData, file, &stream, &fileHeader)) {
+        errorCode = code;
         return ERR_FAILURE;
     }
     if (!IsLibraryHeader(fileHeader)) {

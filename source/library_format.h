@@ -54,6 +54,19 @@ inline void TakeName(char (&target)[20], const char* source)
         target[i] = source[i];
 }
 
+// Opens a library file for update and reads its header. On failure the file
+// is closed again and the error code comes back; 0 means open and read.
+inline unsigned short OpenWithHeader(DiskData* disk, char* file, FILE** stream, FileHeader* header)
+{
+    if (disk->OpenFileRW(file, stream) == ERR_FAILURE)
+        return ERR_LIB_DISK;
+    if (std::fread(header, 1, sizeof(*header), *stream) != sizeof(*header)) {
+        disk->CloseFile(stream);
+        return ERR_LIB_SHORT_READ;
+    }
+    return 0;
+}
+
 } // namespace libformat
 
 #endif

@@ -260,14 +260,9 @@ ERRORSTATUS Library::RemoveLibrary(char* file, char* name)
     }
 
     FILE* stream = nullptr;
-    if (diskData->OpenFileRW(file, &stream) == ERR_FAILURE) {
-        errorCode = ERR_LIB_DISK;
-        return ERR_FAILURE;
-    }
     FileHeader fileHeader;
-    if (std::fread(&fileHeader, 1, sizeof(fileHeader), stream) != sizeof(fileHeader)) {
-        diskData->CloseFile(&stream);
-        errorCode = ERR_LIB_SHORT_READ;
+    if (const unsigned short code = OpenWithHeader(diskData, file, &stream, &fileHeader)) {
+        errorCode = code;
         return ERR_FAILURE;
     }
     if (fileHeader.count == 0) {
