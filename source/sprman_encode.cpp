@@ -325,28 +325,38 @@ static ERRORSTATUS EncodeInto(SpriteManager& manager, unsigned short* errorCode,
     return stored;
 }
 
-ERRORSTATUS SpriteManager::EncodeSprite(unsigned char set, unsigned short sprite, unsigned short x, unsigned short y,
-                                        unsigned short width, unsigned short height, short hotX, short hotY,
-                                        unsigned char* transparent)
+// What both encoders need before they read a pixel: their table, an encode
+// canvas, a memory manager, and a slot of a set in use.
+bool SpriteManager::CanEncode(const unsigned char* table, unsigned char set, unsigned short sprite,
+                              unsigned short width, unsigned short height)
 {
-    if (transparent == nullptr || encodeCanvas == nullptr || memManager == nullptr) {
+    if (table == nullptr || encodeCanvas == nullptr || memManager == nullptr) {
         _AssertMsg(kSource, __LINE__);
-        return ERR_FAILURE;
+        return false;
     }
     if (width == 0 || height == 0)
         _AssertMsg(kSource, __LINE__);
     if (!SetInUse(set)) {
         errorCode = ERR_SPR_BAD_SET;
-        return ERR_FAILURE;
+        return false;
     }
     if (sprite >= itemCounts[set]) {
         errorCode = ERR_SPR_BAD_SPRITE;
-        return ERR_FAILURE;
+        return false;
     }
     if (encodeCanvas->Validate() == 0) {
         _AssertMsg(kSource, __LINE__);
-        return ERR_FAILURE;
+        return false;
     }
+    return true;
+}
+
+ERRORSTATUS SpriteManager::EncodeSprite(unsigned char set, unsigned short sprite, unsigned short x, unsigned short y,
+                                        unsigned short width, unsigned short height, short hotX, short hotY,
+                                        unsigned char* transparent)
+{
+    if (!CanEncode(transparent, set, sprite, width, height))
+        return ERR_FAILURE;
     const EncodeRequest request{SPRITE_NORMAL, x, y, width, height, hotX, hotY};
     return EncodeInto(*this, &errorCode, memManager, encodeBufferSize, encodeCanvas, set, sprite, request,
                       NormalRowEncoder(transparent));
@@ -368,24 +378,8 @@ ERRORSTATUS SpriteManager::EncodeTransSprite(unsigned char set, unsigned short s
                                              unsigned short y, unsigned short width, unsigned short height,
                                              short hotX, short hotY, unsigned char* table)
 {
-    if (table == nullptr || encodeCanvas == nullptr || memManager == nullptr) {
-        _AssertMsg(kSource, __LINE__);
+    if (!CanEncode(table, set, sprite, width, height))
         return ERR_FAILURE;
-    }
-    if (width == 0 || height == 0)
-        _AssertMsg(kSource, __LINE__);
-    if (!SetInUse(set)) {
-        errorCode = ERR_SPR_BAD_SET;
-        return ERR_FAILURE;
-    }
-    if (sprite >= itemCounts[set]) {
-        errorCode = ERR_SPR_BAD_SPRITE;
-        return ERR_FAILURE;
-    }
-    if (encodeCanvas->Validate() == 0) {
-        _AssertMsg(kSource, __LINE__);
-        return ERR_FAILURE;
-    }
     const EncodeRequest request{SPRITE_SHADE, x, y, width, height, ClampHotSpot(hotX, x, width),
                                 ClampHotSpot(hotY, y, height)};
     return EncodeInto(*this, &errorCode, memManager, encodeBufferSize, encodeCanvas, set, sprite, request,

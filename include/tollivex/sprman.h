@@ -123,6 +123,8 @@ private:
     void ReleaseBytes(unsigned char** block);
     void ReleaseTable(unsigned char*** table);
     bool SetInUse(unsigned char set) const;
+    bool CanEncode(const unsigned char* table, unsigned char set, unsigned short sprite, unsigned short width,
+                   unsigned short height);
     bool FindFreeSetSlot(unsigned char* slot);
     void StoreSetName(unsigned char slot, const char* name);
     unsigned char* DataEndOf(const unsigned char* record) const;
