@@ -16,17 +16,6 @@ const int kNoShade = 0xFF;      // in shade sources: transparent, and its low bi
 
 using Picture = Bitmap; // -1 transparent
 
-// Opaque extent: the header width the encoder gives a picture.
-int Extent(const Picture& p)
-{
-    int right = 0;
-    for (int y = 0; y < p.height; ++y)
-        for (int x = 0; x < p.width; ++x)
-            if (p.at(x, y) >= 0)
-                right = std::max(right, x + 1);
-    return right;
-}
-
 Picture RandomPicture(std::mt19937& random, int width, int height, bool shade)
 {
     Picture p(width, height);
@@ -49,13 +38,13 @@ Picture RandomPicture(std::mt19937& random, int width, int height, bool shade)
 struct Model {
     std::vector<Bytes> px;
 
+    static bool Inside(int x, int y) { return x >= 0 && y >= 0 && x < kWidth && y < kHeight; }
     void Put(int x, int y, unsigned char v)
     {
-        if (x >= 0 && y >= 0 && x < kWidth && y < kHeight)
+        if (Inside(x, y))
             px[size_t(y)][size_t(x)] = v;
     }
     unsigned char Get(int x, int y) const { return px[size_t(y)][size_t(x)]; }
-    bool Inside(int x, int y) const { return x >= 0 && y >= 0 && x < kWidth && y < kHeight; }
 };
 
 class SceneTest : public SpriteTest {
@@ -125,7 +114,7 @@ TEST_F(SceneTest, EveryPixelMatchesThePlainModel)
     proportional.ActivateFont(&ownColours);
     solid.ActivateFont(&oneColour);
 
-    auto paintPicture = [&](const Picture& p, int x, int y, auto&& pixel) {
+    auto paintPicture = [](const Picture& p, auto&& pixel) {
         for (int r = 0; r < p.height; ++r)
             for (int c = 0; c < p.width; ++c)
                 if (p.at(c, r) >= 0)
@@ -136,7 +125,7 @@ TEST_F(SceneTest, EveryPixelMatchesThePlainModel)
         int offset = 0;
         for (char ch : text) {
             if (ch != ' ') {
-                paintPicture(glyphs[size_t(ch)], x + offset, y, [&](int c, int r, int v) {
+                paintPicture(glyphs[size_t(ch)], [&](int c, int r, int v) {
                     model.Put(x + offset + c, y + r, static_cast<unsigned char>(isSolid ? colour : v));
                 });
             }
@@ -163,13 +152,13 @@ TEST_F(SceneTest, EveryPixelMatchesThePlainModel)
                 py += hotSpots[index].second;
             }
             sprites.DisplaySprite(short(x), short(y), set, index, flags);
-            paintPicture(picture, px, py, [&](int c, int r, int v) { model.Put(px + c, py + r, static_cast<unsigned char>(v)); });
+            paintPicture(picture, [&](int c, int r, int v) { model.Put(px + c, py + r, static_cast<unsigned char>(v)); });
             break;
         }
         case 1: // one colour
             canvas.SetDrawColor(colour);
             sprites.DisplaySpriteSolid(short(x), short(y), set, index, 0);
-            paintPicture(picture, x, y, [&](int c, int r, int) { model.Put(x + c, y + r, colour); });
+            paintPicture(picture, [&](int c, int r, int) { model.Put(x + c, y + r, colour); });
             break;
         case 2: { // shading, through either entry
             const unsigned short shadeIndex = static_cast<unsigned short>(6 + random() % 2);
@@ -177,7 +166,7 @@ TEST_F(SceneTest, EveryPixelMatchesThePlainModel)
                 sprites.DisplayTransSprite(short(x), short(y), set, shadeIndex);
             else
                 sprites.DisplayAnySprite(short(x), short(y), set, shadeIndex);
-            paintPicture(pictures[shadeIndex], x, y, [&](int c, int r, int v) {
+            paintPicture(pictures[shadeIndex], [&](int c, int r, int v) {
                 if (!model.Inside(x + c, y + r))
                     return;
                 const unsigned char d = model.Get(x + c, y + r);
@@ -189,7 +178,7 @@ TEST_F(SceneTest, EveryPixelMatchesThePlainModel)
         case 3: { // textured
             const short ox = short(int(random() % 64) - 32), oy = short(int(random() % 64) - 32);
             sprites.DisplaySpriteTexture(short(x), short(y), set, index, ox, oy, 3, 2, 17, 11, &texture, 0);
-            paintPicture(picture, x, y, [&](int c, int r, int) {
+            paintPicture(picture, [&](int c, int r, int) {
                 const int cx = x + c, cy = y + r;
                 const int tx = 3 + ((cx - ox) % 17 + 17) % 17, ty = 2 + ((cy - oy) % 11 + 11) % 11;
                 model.Put(cx, cy, texture.QueryRowAddress(unsigned(ty))[tx]);
@@ -199,12 +188,12 @@ TEST_F(SceneTest, EveryPixelMatchesThePlainModel)
         case 4: { // mirrored, one column right of the normal box
             const int w = Extent(picture);
             sprites.DisplayClippedSpriteRev(short(x), short(y), set, index);
-            paintPicture(picture, x, y, [&](int c, int r, int v) { model.Put(x + w - c, y + r, static_cast<unsigned char>(v)); });
+            paintPicture(picture, [&](int c, int r, int v) { model.Put(x + w - c, y + r, static_cast<unsigned char>(v)); });
             break;
         }
         case 5: // either type, here a normal one
             sprites.DisplayAnySprite(short(x), short(y), set, index);
-            paintPicture(picture, x, y, [&](int c, int r, int v) { model.Put(x + c, y + r, static_cast<unsigned char>(v)); });
+            paintPicture(picture, [&](int c, int r, int v) { model.Put(x + c, y + r, static_cast<unsigned char>(v)); });
             break;
         default: { // a line of text
             std::string text;

@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <random>
@@ -74,6 +75,17 @@ struct Bitmap {
     int at(int x, int y) const { return pixels[size_t(y) * size_t(width) + size_t(x)]; }
 };
 
+// The right edge of the opaque pixels: the width the encoder writes.
+inline int Extent(const Bitmap& b)
+{
+    int right = 0;
+    for (int y = 0; y < b.height; ++y)
+        for (int x = 0; x < b.width; ++x)
+            if (b.at(x, y) >= 0)
+                right = std::max(right, x + 1);
+    return right;
+}
+
 // Reference decoder of a record's rows into a bitmap as wide as the rightmost
 // drawn pixel reaches (at least the header width).
 inline Bitmap Decode(const Bytes& record)
@@ -123,12 +135,6 @@ inline std::vector<Bytes> Pixels(Canvas& canvas)
         rows.emplace_back(row, row + canvas.QueryWidth());
     }
     return rows;
-}
-
-inline void Fill(Canvas& canvas, const std::vector<Bytes>& rows)
-{
-    for (unsigned y = 0; y < rows.size(); ++y)
-        std::memcpy(canvas.QueryRowAddress(y), rows[y].data(), rows[y].size());
 }
 
 // A manager wired as a game wires it, with one empty set ready.
