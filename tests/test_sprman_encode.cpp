@@ -53,7 +53,6 @@ std::vector<int> Join(std::vector<std::vector<int>> parts)
     return out;
 }
 
-// Header of a one-row normal sprite of the given width, then its row bytes.
 Bytes OneRow(unsigned width, Bytes row)
 {
     return Record(6, width, 1, 0, 0, {row});
@@ -98,7 +97,7 @@ TEST_F(EncodeTest, RowsChooseTheirCommandsInOrder)
         EXPECT_EQ(EncodeRow(c.pixels), c.expected) << c.what;
 }
 
-TEST_F(EncodeTest, LeadingEmptyRowsStayAndTrailingOnesAreDropped)
+TEST_F(EncodeTest, RectanglesAreTrimmedAndReadWhereTheyLie)
 {
     Put(2, 1, {4, 4});
     Put(1, 3, {5});
@@ -107,10 +106,14 @@ TEST_F(EncodeTest, LeadingEmptyRowsStayAndTrailingOnesAreDropped)
     Put(0, 4, {0x33, 0x33});
     ASSERT_EQ(sprites.EncodeSprite(set, 1, 0, 0, 6, 6, -3, 70, table), ERR_OK);
     EXPECT_EQ(RecordAt(set, 1), Record(6, 4, 4, -3, 70, {{0}, {2, 0xC2, 0x82, 4}, {0}, {2, 0xC1, 0x01, 5}}));
-
-    // The rectangle is taken where it lies on the canvas.
     ASSERT_EQ(sprites.EncodeSprite(set, 2, 2, 1, 2, 1, 0, 0, table), ERR_OK);
     EXPECT_EQ(RecordAt(set, 2), Record(6, 2, 1, 0, 0, {{1, 0x82, 4}}));
+
+    // Pixels outside the encode canvas are transparent.
+    Put(638, 62, {7, 8});
+    Put(638, 63, {9, 9});
+    ASSERT_EQ(sprites.EncodeSprite(set, 0, 636, 62, 10, 10, 0, 0, table), ERR_OK);
+    EXPECT_EQ(RecordAt(set, 0), Record(6, 4, 2, 0, 0, {{2, 0xC2, 0x02, 7, 8}, {2, 0xC2, 0x82, 9}}));
 }
 
 TEST_F(EncodeTest, ShadeSpritesFollowTheirOwnRunRules)
@@ -139,29 +142,18 @@ TEST_F(EncodeTest, ShadeSpritesFollowTheirOwnRunRules)
             << c.what;
         EXPECT_EQ(RecordAt(set, 3), Record(7, c.width, 1, 0, 0, {c.row})) << c.what;
     }
-}
 
-TEST_F(EncodeTest, ShadeRunsStopAtTheCanvasEdgeAndHotSpotsAreClamped)
-{
-    // A memory canvas 4 wide: the run cannot look past column 3.
+    // On a canvas 4 wide the run cannot look past column 3. Hot spots are
+    // canvas coordinates, made relative and kept in the rectangle.
     Canvas narrow(4, 2, 1, CANVAS_MEMORY);
     narrow.Clear(0xFF);
     narrow.QueryRowAddress(0)[2] = 5;
     narrow.QueryRowAddress(0)[3] = 5;
     sprites.AssociateEncodeCanvas(&narrow);
-    // Hot spots are canvas coordinates, made relative and kept in the rectangle.
     ASSERT_EQ(sprites.EncodeTransSprite(set, 0, 2, 0, 2, 2, 100, -50, table), ERR_OK);
     EXPECT_EQ(RecordAt(set, 0), Record(7, 2, 1, 1, 0, {{1, 0x82, 0xF5}}));
     ASSERT_EQ(sprites.EncodeTransSprite(set, 0, 2, 0, 2, 2, 2, 1, table), ERR_OK);
     EXPECT_EQ(RecordAt(set, 0), Record(7, 2, 1, 0, 1, {{1, 0x82, 0xF5}}));
-}
-
-TEST_F(EncodeTest, PixelsOutsideTheEncodeCanvasAreTransparent)
-{
-    Put(638, 62, {7, 8});
-    Put(638, 63, {9, 9});
-    ASSERT_EQ(sprites.EncodeSprite(set, 0, 636, 62, 10, 10, 0, 0, table), ERR_OK);
-    EXPECT_EQ(RecordAt(set, 0), Record(6, 4, 2, 0, 0, {{2, 0xC2, 0x02, 7, 8}, {2, 0xC2, 0x82, 9}}));
 }
 
 TEST_F(EncodeTest, FailuresLeaveTheSlotAsItWas)
@@ -171,18 +163,19 @@ TEST_F(EncodeTest, FailuresLeaveTheSlotAsItWas)
     ASSERT_EQ(sprites.EncodeSprite(set, 1, 0, 0, 2, 1, 0, 0, table), ERR_OK);
     const Bytes kept = RecordAt(set, 1);
 
-    EXPECT_EQ(sprites.EncodeSprite(set, 4, 0, 0, 2, 1, 0, 0, table), ERR_FAILURE);
-    EXPECT_EQ(sprites.errorCode, ERR_SPR_BAD_SPRITE);
-    EXPECT_EQ(sprites.EncodeSprite(200, 0, 0, 0, 2, 1, 0, 0, table), ERR_FAILURE);
-    EXPECT_EQ(sprites.errorCode, ERR_SPR_BAD_SET);
+    auto fails = [&](unsigned char inSet, unsigned short slot, unsigned short w, unsigned short h, int code) {
+        EXPECT_EQ(sprites.EncodeSprite(inSet, slot, 0, 0, w, h, 0, 0, table), ERR_FAILURE);
+        EXPECT_EQ(sprites.errorCode, code);
+        EXPECT_EQ(RecordAt(set, 1), kept);
+    };
+    fails(set, 4, 2, 1, ERR_SPR_BAD_SPRITE);
+    fails(200, 0, 2, 1, ERR_SPR_BAD_SET);
 
     // More than 255 commands in one row: every other pixel opaque.
     source.Clear(kTransparent);
     for (int x = 0; x < 600; x += 2)
         Put(x, 0, {1 + (x / 2) % 200});
-    EXPECT_EQ(sprites.EncodeSprite(set, 1, 0, 0, 600, 1, 0, 0, table), ERR_FAILURE);
-    EXPECT_EQ(sprites.errorCode, ERR_SPR_ENCODE_COMMANDS);
-    EXPECT_EQ(RecordAt(set, 1), kept);
+    fails(set, 1, 600, 1, ERR_SPR_ENCODE_COMMANDS);
 
     // Literal bytes that fill the encode buffer.
     sprites.SetEncodeBufferSize(1001);
@@ -190,37 +183,23 @@ TEST_F(EncodeTest, FailuresLeaveTheSlotAsItWas)
     for (int y = 0; y < 40; ++y)
         for (int x = 0; x < 40; ++x)
             Put(x, y, {1 + (x + y) % 2});
-    EXPECT_EQ(sprites.EncodeSprite(set, 1, 0, 0, 40, 40, 0, 0, table), ERR_FAILURE);
-    EXPECT_EQ(sprites.errorCode, ERR_SPR_ENCODE_FULL);
-    EXPECT_EQ(RecordAt(set, 1), kept);
+    fails(set, 1, 40, 40, ERR_SPR_ENCODE_FULL);
 
     // Repeats alone that would run past the buffer fail the same way.
-    source.Clear(kTransparent);
-    for (int y = 0; y < 64; ++y)
-        Put(0, y, {3, 3, 4, 4});
-    for (int y = 0; y < 64; ++y)
-        Put(4, y, {3, 3, 4, 4});
-    EXPECT_EQ(sprites.EncodeSprite(set, 1, 0, 0, 8, 64, 0, 0, table), ERR_OK); // 64 * 9 + 10 bytes fit
-    ASSERT_EQ(RecordAt(set, 1).size(), 586u);
     Canvas tall(8, 200, 1, CANVAS_MEMORY);
     for (unsigned y = 0; y < 200; ++y)
         std::memcpy(tall.QueryRowAddress(y), "\3\3\4\4\3\3\4\4", 8);
     sprites.AssociateEncodeCanvas(&tall);
-    EXPECT_EQ(sprites.EncodeSprite(set, 1, 0, 0, 8, 200, 0, 0, table), ERR_FAILURE);
-    EXPECT_EQ(sprites.errorCode, ERR_SPR_ENCODE_FULL);
-    EXPECT_EQ(RecordAt(set, 1).size(), 586u);
+    fails(set, 1, 8, 200, ERR_SPR_ENCODE_FULL);
 
     // A buffer exactly as long as a record ending in a literal byte is too short.
     source.Clear(kTransparent);
     sprites.AssociateEncodeCanvas(&source);
-    std::vector<int> lit;
-    for (int i = 0; i < 63; ++i)
-        lit.push_back(1 + i % 2);
     for (int y = 0; y < 16; ++y)
-        Put(0, y, lit); // 16 rows of 1 + 1 + 63 bytes: 1050 with the header
+        for (int x = 0; x < 63; ++x)
+            Put(x, y, {1 + x % 2}); // 16 rows of 1 + 1 + 63 bytes: 1050 with the header
     sprites.SetEncodeBufferSize(1050);
-    EXPECT_EQ(sprites.EncodeSprite(set, 1, 0, 0, 63, 16, 0, 0, table), ERR_FAILURE);
-    EXPECT_EQ(sprites.errorCode, ERR_SPR_ENCODE_FULL);
+    fails(set, 1, 63, 16, ERR_SPR_ENCODE_FULL);
     sprites.SetEncodeBufferSize(1051);
     EXPECT_EQ(sprites.EncodeSprite(set, 1, 0, 0, 63, 16, 0, 0, table), ERR_OK);
     EXPECT_EQ(RecordAt(set, 1).size(), 1050u);
@@ -251,21 +230,16 @@ TEST_F(EncodeTest, RandomSpritesDecodeToTheirSource)
         ASSERT_EQ(sprites.EncodeSprite(set, 2, 0, 0, static_cast<unsigned short>(width),
                                        static_cast<unsigned short>(height), 1, 2, table),
                   ERR_OK);
-        const Bytes record = RecordAt(set, 2);
-        const Bitmap decoded = Decode(record);
-        // The header's box is the opaque extent, and nothing lies outside it.
-        int right = 0;
-        int bottom = 0;
-        for (int y = 0; y < height; ++y)
-            for (int x = 0; x < width; ++x)
-                if (expected.at(x, y) >= 0) {
-                    right = std::max(right, x + 1);
-                    bottom = std::max(bottom, y + 1);
-                }
-        ASSERT_EQ(decoded.width, right) << "round " << round;
+        const Bitmap decoded = Decode(RecordAt(set, 2));
+        // The header's box is the opaque extent, trailing empty rows dropped.
+        int bottom = height;
+        while (bottom > 0 && std::all_of(&expected.at(0, bottom - 1), &expected.at(0, bottom - 1) + width,
+                                         [](int v) { return v < 0; }))
+            --bottom;
+        ASSERT_EQ(decoded.width, Extent(expected)) << "round " << round;
         ASSERT_EQ(decoded.height, bottom) << "round " << round;
         for (int y = 0; y < bottom; ++y)
-            for (int x = 0; x < right; ++x)
+            for (int x = 0; x < decoded.width; ++x)
                 ASSERT_EQ(decoded.at(x, y), expected.at(x, y)) << "round " << round << " at " << x << "," << y;
     }
 }
