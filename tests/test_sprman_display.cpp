@@ -72,28 +72,17 @@ Bytes RandomRecord(std::mt19937& random, unsigned type, int maxWidth, int maxHei
     for (int r = 0; r < height; ++r) {
         Bytes row{0};
         int column = 0;
-        const int wanted = int(random() % 6);
-        for (int k = 0; k < wanted; ++k) {
-            const int kind = int(random() % 4);
+        for (int k = int(random() % 6); k > 0; --k) {
+            const int kind = int(random() % 4); // literal, pair, repeat, skip
             const int n = 1 + int(random() % 9);
             const int pixels = kind == 1 ? 2 * n : n;
             if (column + pixels > maxWidth)
                 break;
             ++row[0];
-            switch (kind) {
-            case 3: row.push_back(static_cast<unsigned char>(0xC0 | n)); break;
-            case 2: row.push_back(static_cast<unsigned char>(0x80 | n)); row.push_back(value()); break;
-            case 1:
-                row.push_back(static_cast<unsigned char>(0x40 | n));
+            row.push_back(static_cast<unsigned char>(kind << 6 | n));
+            const int values[] = {n, 2, 1, 0};
+            for (int i = values[kind]; i > 0; --i)
                 row.push_back(value());
-                row.push_back(value());
-                break;
-            default:
-                row.push_back(static_cast<unsigned char>(n));
-                for (int i = 0; i < n; ++i)
-                    row.push_back(value());
-                break;
-            }
             column += pixels;
             if (kind != 3)
                 extent = std::max(extent, column);
