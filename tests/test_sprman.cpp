@@ -66,31 +66,17 @@ TEST_F(SetTest, BlocksLoadAndSaveByteForByte)
         std::vector<unsigned> order(count);
         std::iota(order.begin(), order.end(), 0u);
         std::shuffle(order.begin(), order.end(), random);
-        for (unsigned i = 0; i < count; ++i)
-            if (random() % 4 != 0 || round == 0)
-                records[i] = Sample(static_cast<unsigned char>(random()));
+        for (Bytes& record : records) {
+            if (random() % 4 != 0 || round == 0) {
+                record = Sample(static_cast<unsigned char>(random()));
+                record.resize(record.size() + (round == 0 ? 3 : random() % 3), 0xAA);
+            }
+        }
         if (round == 0) { // slot 2 stored first, slot 1 empty
             records[1].clear();
             order = {2, 1, 0};
         }
-        Bytes data;
-        std::vector<uint32_t> offsets(count, 0xFFFFFFFF);
-        for (unsigned i : order) {
-            if (records[i].empty())
-                continue;
-            offsets[i] = static_cast<uint32_t>(data.size());
-            data.insert(data.end(), records[i].begin(), records[i].end());
-            for (unsigned gap = round == 0 ? 3 : random() % 3; gap > 0; --gap) {
-                data.push_back(0xAA);
-                records[i].push_back(0xAA);
-            }
-        }
-        Bytes block;
-        Add16(block, count);
-        for (uint32_t offset : offsets)
-            Add32(block, offset);
-        block.insert(block.end(), data.begin(), data.end());
-
+        const Bytes block = SetBlock(records, order);
         const unsigned char loaded = Load(block, "RANDOM");
         EXPECT_EQ(sprites.QueryChanged(loaded), 0);
         ASSERT_EQ(Saved(loaded), block) << "round " << round;

@@ -48,18 +48,26 @@ inline Bytes Record(unsigned type, unsigned width, unsigned height, int hotX, in
     return out;
 }
 
-// A sprite-set block: slot count, offsets (0xFFFFFFFF for empty) and data.
-inline Bytes SetBlock(const std::vector<Bytes>& records)
+// A sprite-set block: slot count, offsets (0xFFFFFFFF for empty), then the
+// records stored in the given order of slots (slot order by default).
+inline Bytes SetBlock(const std::vector<Bytes>& records, std::vector<unsigned> order = {})
 {
+    if (order.empty())
+        for (unsigned i = 0; i < records.size(); ++i)
+            order.push_back(i);
+    std::vector<uint32_t> offsets(records.size(), 0xFFFFFFFFu);
+    Bytes data;
+    for (unsigned i : order) {
+        if (!records[i].empty()) {
+            offsets[i] = static_cast<uint32_t>(data.size());
+            data.insert(data.end(), records[i].begin(), records[i].end());
+        }
+    }
     Bytes out;
     Add16(out, static_cast<unsigned>(records.size()));
-    uint32_t offset = 0;
-    for (const Bytes& r : records) {
-        Add32(out, r.empty() ? 0xFFFFFFFFu : offset);
-        offset += static_cast<uint32_t>(r.size());
-    }
-    for (const Bytes& r : records)
-        out.insert(out.end(), r.begin(), r.end());
+    for (uint32_t offset : offsets)
+        Add32(out, offset);
+    out.insert(out.end(), data.begin(), data.end());
     return out;
 }
 
