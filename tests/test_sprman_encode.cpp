@@ -25,16 +25,6 @@ protected:
             row[x + int(i)] = static_cast<unsigned char>(values[i]);
     }
 
-    // Encodes one row of pixels at the canvas's top-left and returns the record.
-    Bytes EncodeRow(const std::vector<int>& values, unsigned short slot = 0)
-    {
-        source.Clear(kTransparent);
-        Put(0, 0, values);
-        EXPECT_EQ(sprites.EncodeSprite(set, slot, 0, 0, static_cast<unsigned short>(values.size()), 1, 0, 0, table),
-                  ERR_OK);
-        return RecordAt(set, slot);
-    }
-
     Canvas source{640, 64, 1, CANVAS_MEMORY};
     unsigned char table[256] = {};
     unsigned char set = 0;
@@ -53,51 +43,64 @@ std::vector<int> Join(std::vector<std::vector<int>> parts)
     return out;
 }
 
-Bytes OneRow(unsigned width, Bytes row)
-{
-    return Record(6, width, 1, 0, 0, {row});
-}
-
 } // namespace
 
 TEST_F(EncodeTest, RowsChooseTheirCommandsInOrder)
 {
     std::vector<int> distinct;
-    for (int i = 0; i < 70; ++i)
-        distinct.push_back(1 + i % 7);
     Bytes distinctRow{2, 0x3F};
-    for (int i = 0; i < 63; ++i)
+    for (int i = 0; i < 70; ++i) {
+        if (i == 63)
+            distinctRow.push_back(0x07);
+        distinct.push_back(1 + i % 7);
         distinctRow.push_back(static_cast<unsigned char>(1 + i % 7));
-    distinctRow.push_back(0x07);
-    for (int i = 63; i < 70; ++i)
-        distinctRow.push_back(static_cast<unsigned char>(1 + i % 7));
+    }
 
+    // Shade sources: 0..31 carry (value & 31) - 16, 32 and above are transparent.
     const struct {
         const char* what;
+        bool shade;
         std::vector<int> pixels;
-        Bytes expected;
+        Bytes row; // empty: a record without rows
+        unsigned width;
+        int rectWidth = 0; // 0: as wide as the pixels
     } cases[] = {
-        {"64 transparent then one pixel", Join({Repeat(0, 64), {9}}), OneRow(65, {3, 0xFF, 0xC1, 0x01, 9})},
-        {"100 equal pixels", Repeat(5, 100), OneRow(100, {2, 0xBE, 5, 0xA6, 5})},
-        {"63 equal pixels: a repeat of 62 and a literal", Repeat(5, 63), OneRow(63, {2, 0xBE, 5, 0x01, 5})},
-        {"two equal pixels", {7, 7}, OneRow(2, {1, 0x82, 7})},
-        {"three different pixels", {1, 2, 3}, OneRow(3, {1, 0x03, 1, 2, 3})},
-        {"a literal stops before the second of two equal pixels", {1, 2, 2}, OneRow(3, {2, 0x02, 1, 2, 0x01, 2})},
-        {"and the pair starts a repeat", {1, 2, 2, 2}, OneRow(4, {2, 0x02, 1, 2, 0x82, 2})},
-        {"literals hold at most 63 pixels", distinct, OneRow(70, distinctRow)},
-        {"skips hold at most 63 pixels", Join({Repeat(0, 130), {4}}), OneRow(131, {4, 0xFF, 0xFF, 0xC4, 0x01, 4})},
-        {"opaque pixels only in columns 3..5", {0, 0, 0, 8, 8, 9, 0, 0, 0, 0},
-         OneRow(6, {3, 0xC3, 0x82, 8, 0x01, 9})},
-        {"inner skips between runs", {6, 6, 0, 0, 3}, OneRow(5, {3, 0x82, 6, 0xC2, 0x01, 3})},
-        {"a capped skip is written even when only transparency follows", Join({{5, 5}, Repeat(0, 70)}),
-         OneRow(2, {2, 0x82, 5, 0xFF})},
-        {"an entirely transparent rectangle", Repeat(0, 12), Record(6, 0, 0, 0, 0, {})},
+        {"64 transparent then one pixel", false, Join({Repeat(0, 64), {9}}), {3, 0xFF, 0xC1, 0x01, 9}, 65},
+        {"100 equal pixels", false, Repeat(5, 100), {2, 0xBE, 5, 0xA6, 5}, 100},
+        {"63 equal pixels: a repeat of 62 and a literal", false, Repeat(5, 63), {2, 0xBE, 5, 0x01, 5}, 63},
+        {"two equal pixels", false, {7, 7}, {1, 0x82, 7}, 2},
+        {"three different pixels", false, {1, 2, 3}, {1, 0x03, 1, 2, 3}, 3},
+        {"a literal stops before the second of two equal pixels", false, {1, 2, 2}, {2, 0x02, 1, 2, 0x01, 2}, 3},
+        {"and the pair starts a repeat", false, {1, 2, 2, 2}, {2, 0x02, 1, 2, 0x82, 2}, 4},
+        {"literals hold at most 63 pixels", false, distinct, distinctRow, 70},
+        {"skips hold at most 63 pixels", false, Join({Repeat(0, 130), {4}}), {4, 0xFF, 0xFF, 0xC4, 0x01, 4}, 131},
+        {"opaque pixels only in columns 3..5", false, {0, 0, 0, 8, 8, 9, 0, 0, 0, 0}, {3, 0xC3, 0x82, 8, 0x01, 9}, 6},
+        {"inner skips between runs", false, {6, 6, 0, 0, 3}, {3, 0x82, 6, 0xC2, 0x01, 3}, 5},
+        {"a capped skip is written even when only transparency follows", false, Join({{5, 5}, Repeat(0, 70)}),
+         {2, 0x82, 5, 0xFF}, 2},
+        {"an entirely transparent rectangle", false, Repeat(0, 12), {}, 0},
+        {"three equal shades", true, {16, 16, 16, 40}, {1, 0x83, 0x00}, 3},
+        {"a single shade before a transparent pixel", true, {15, 40}, {1, 0x01, 0xFF}, 1},
+        {"pairs of shades", true, {1, 2, 1, 2, 1, 2, 40}, {1, 0x43, 0xF1, 0xF2}, 6},
+        {"a repeat takes a follower whose low bits match, transparent or not", true, {16, 48}, {1, 0x82, 0x00}, 2},
+        {"a repeat runs on past the rectangle's right edge", true, {5, 5, 5, 40}, {1, 0x83, 0xF5}, 3, 2},
+        {"a literal of different shades", true, {0, 31, 7, 40}, {1, 0x03, 0xF0, 0x0F, 0xF7}, 3},
+        {"a skip inside the row", true, {3, 40, 40, 9}, {3, 0x01, 0xF3, 0xC2, 0x01, 0xF9}, 4},
     };
-    for (const auto& c : cases)
-        EXPECT_EQ(EncodeRow(c.pixels), c.expected) << c.what;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        source.Clear(c.shade ? 0xFF : kTransparent);
+        Put(0, 0, c.pixels);
+        const auto w = static_cast<unsigned short>(c.rectWidth ? c.rectWidth : int(c.pixels.size()));
+        ASSERT_EQ(c.shade ? sprites.EncodeTransSprite(set, 3, 0, 0, w, 1, 0, 0, table)
+                          : sprites.EncodeSprite(set, 3, 0, 0, w, 1, 0, 0, table),
+                  ERR_OK);
+        const unsigned type = c.shade ? 7 : 6;
+        EXPECT_EQ(RecordAt(set, 3), c.row.empty() ? Record(type, 0, 0, 0, 0, {}) : Record(type, c.width, 1, 0, 0, {c.row}));
+    }
 }
 
-TEST_F(EncodeTest, RectanglesAreTrimmedAndReadWhereTheyLie)
+TEST_F(EncodeTest, RectanglesAreTrimmedReadWhereTheyLieAndClampHotSpots)
 {
     Put(2, 1, {4, 4});
     Put(1, 3, {5});
@@ -114,34 +117,6 @@ TEST_F(EncodeTest, RectanglesAreTrimmedAndReadWhereTheyLie)
     Put(638, 63, {9, 9});
     ASSERT_EQ(sprites.EncodeSprite(set, 0, 636, 62, 10, 10, 0, 0, table), ERR_OK);
     EXPECT_EQ(RecordAt(set, 0), Record(6, 4, 2, 0, 0, {{2, 0xC2, 0x02, 7, 8}, {2, 0xC2, 0x82, 9}}));
-}
-
-TEST_F(EncodeTest, ShadeSpritesFollowTheirOwnRunRules)
-{
-    // Shade sources: 0..31 carry (value & 31) - 16, 32 and above are transparent.
-    const struct {
-        const char* what;
-        std::vector<int> pixels;
-        int rectWidth;
-        Bytes row;
-        unsigned width;
-    } cases[] = {
-        {"three equal shades", {16, 16, 16, 40}, 4, {1, 0x83, 0x00}, 3},
-        {"a single shade before a transparent pixel", {15, 40}, 2, {1, 0x01, 0xFF}, 1},
-        {"pairs of shades", {1, 2, 1, 2, 1, 2, 40}, 7, {1, 0x43, 0xF1, 0xF2}, 6},
-        {"a repeat takes a follower whose low bits match, transparent or not", {16, 48}, 2, {1, 0x82, 0x00}, 2},
-        {"a repeat runs on past the rectangle's right edge", {5, 5, 5, 40}, 2, {1, 0x83, 0xF5}, 3},
-        {"a literal of different shades", {0, 31, 7, 40}, 4, {1, 0x03, 0xF0, 0x0F, 0xF7}, 3},
-        {"a skip inside the row", {3, 40, 40, 9}, 4, {3, 0x01, 0xF3, 0xC2, 0x01, 0xF9}, 4},
-    };
-    for (const auto& c : cases) {
-        source.Clear(0xFF);
-        Put(0, 0, c.pixels);
-        ASSERT_EQ(sprites.EncodeTransSprite(set, 3, 0, 0, static_cast<unsigned short>(c.rectWidth), 1, 0, 0, table),
-                  ERR_OK)
-            << c.what;
-        EXPECT_EQ(RecordAt(set, 3), Record(7, c.width, 1, 0, 0, {c.row})) << c.what;
-    }
 
     // On a canvas 4 wide the run cannot look past column 3. Hot spots are
     // canvas coordinates, made relative and kept in the rectangle.
