@@ -195,15 +195,17 @@ TEST_F(SetTest, SlotsAreFilledOnceErasedInPlaceAndResized)
 
     // Dimensions come from the header; failures leave the outputs alone, and
     // a bad set is reported under the font's source name.
-    unsigned short width = 0, height = 0;
-    short hotX = 0, hotY = 0;
-    ASSERT_EQ(sprites.QuerySpriteDimensions(set, 1, &width, &height, &hotX, &hotY), ERR_OK);
-    EXPECT_EQ(std::vector<int>({width, height, hotX, hotY}), std::vector<int>({12, 2, -5, 300}));
-    EXPECT_EQ(sprites.QuerySpriteDimensions(set, 0, &width, &height, &hotX, &hotY), ERR_FAILURE);
-    EXPECT_EQ(sprites.QuerySpriteDimensions(set, 4, &width, &height, &hotX, &hotY), ERR_FAILURE);
+    auto dimensions = [&](unsigned char inSet, unsigned short sprite, ERRORSTATUS status) {
+        unsigned short width = 1, height = 1;
+        short hotX = 1, hotY = 1;
+        EXPECT_EQ(sprites.QuerySpriteDimensions(inSet, sprite, &width, &height, &hotX, &hotY), status);
+        return std::vector<int>({width, height, hotX, hotY});
+    };
+    EXPECT_EQ(dimensions(set, 1, ERR_OK), std::vector<int>({12, 2, -5, 300}));
+    EXPECT_EQ(dimensions(set, 0, ERR_FAILURE), std::vector<int>({1, 1, 1, 1}));
+    EXPECT_EQ(dimensions(set, 4, ERR_FAILURE), std::vector<int>({1, 1, 1, 1}));
     EXPECT_EQ(LogEntries().size(), 1u);
-    EXPECT_EQ(sprites.QuerySpriteDimensions(50, 0, &width, &height, &hotX, &hotY), ERR_FAILURE);
-    EXPECT_EQ(std::vector<int>({width, height, hotX, hotY}), std::vector<int>({12, 2, -5, 300}));
+    EXPECT_EQ(dimensions(50, 0, ERR_FAILURE), std::vector<int>({1, 1, 1, 1}));
     EXPECT_EQ(sprites.errorCode, 0);
     ASSERT_EQ(LogEntries().size(), 2u);
     EXPECT_TRUE(IsAssertFrom(LogEntries()[1], "font"));
