@@ -25,16 +25,6 @@ protected:
             row[x + int(i)] = static_cast<unsigned char>(values[i]);
     }
 
-    // Encodes one row of pixels at the canvas's top-left and returns the record.
-    Bytes EncodeRow(const std::vector<int>& values, unsigned short slot = 0)
-    {
-        source.Clear(kTransparent);
-        Put(0, 0, values);
-        EXPECT_EQ(sprites.EncodeSprite(set, slot, 0, 0, static_cast<unsigned short>(values.size()), 1, 0, 0, table),
-                  ERR_OK);
-        return RecordAt(set, slot);
-    }
-
     Canvas source{640, 64, 1, CANVAS_MEMORY};
     unsigned char table[256] = {};
     unsigned char set = 0;
@@ -53,52 +43,64 @@ std::vector<int> Join(std::vector<std::vector<int>> parts)
     return out;
 }
 
-// Header of a one-row normal sprite of the given width, then its row bytes.
-Bytes OneRow(unsigned width, Bytes row)
-{
-    return Record(6, width, 1, 0, 0, {row});
-}
-
 } // namespace
 
 TEST_F(EncodeTest, RowsChooseTheirCommandsInOrder)
 {
     std::vector<int> distinct;
-    for (int i = 0; i < 70; ++i)
-        distinct.push_back(1 + i % 7);
     Bytes distinctRow{2, 0x3F};
-    for (int i = 0; i < 63; ++i)
+    for (int i = 0; i < 70; ++i) {
+        if (i == 63)
+            distinctRow.push_back(0x07);
+        distinct.push_back(1 + i % 7);
         distinctRow.push_back(static_cast<unsigned char>(1 + i % 7));
-    distinctRow.push_back(0x07);
-    for (int i = 63; i < 70; ++i)
-        distinctRow.push_back(static_cast<unsigned char>(1 + i % 7));
+    }
 
+    // Shade sources: 0..31 carry (value & 31) - 16, 32 and above are transparent.
     const struct {
         const char* what;
+        bool shade;
         std::vector<int> pixels;
-        Bytes expected;
+        Bytes row; // empty: a record without rows
+        unsigned width;
+        int rectWidth = 0; // 0: as wide as the pixels
     } cases[] = {
-        {"64 transparent then one pixel", Join({Repeat(0, 64), {9}}), OneRow(65, {3, 0xFF, 0xC1, 0x01, 9})},
-        {"100 equal pixels", Repeat(5, 100), OneRow(100, {2, 0xBE, 5, 0xA6, 5})},
-        {"63 equal pixels: a repeat of 62 and a literal", Repeat(5, 63), OneRow(63, {2, 0xBE, 5, 0x01, 5})},
-        {"two equal pixels", {7, 7}, OneRow(2, {1, 0x82, 7})},
-        {"three different pixels", {1, 2, 3}, OneRow(3, {1, 0x03, 1, 2, 3})},
-        {"a literal stops before the second of two equal pixels", {1, 2, 2}, OneRow(3, {2, 0x02, 1, 2, 0x01, 2})},
-        {"and the pair starts a repeat", {1, 2, 2, 2}, OneRow(4, {2, 0x02, 1, 2, 0x82, 2})},
-        {"literals hold at most 63 pixels", distinct, OneRow(70, distinctRow)},
-        {"skips hold at most 63 pixels", Join({Repeat(0, 130), {4}}), OneRow(131, {4, 0xFF, 0xFF, 0xC4, 0x01, 4})},
-        {"opaque pixels only in columns 3..5", {0, 0, 0, 8, 8, 9, 0, 0, 0, 0},
-         OneRow(6, {3, 0xC3, 0x82, 8, 0x01, 9})},
-        {"inner skips between runs", {6, 6, 0, 0, 3}, OneRow(5, {3, 0x82, 6, 0xC2, 0x01, 3})},
-        {"a capped skip is written even when only transparency follows", Join({{5, 5}, Repeat(0, 70)}),
-         OneRow(2, {2, 0x82, 5, 0xFF})},
-        {"an entirely transparent rectangle", Repeat(0, 12), Record(6, 0, 0, 0, 0, {})},
+        {"64 transparent then one pixel", false, Join({Repeat(0, 64), {9}}), {3, 0xFF, 0xC1, 0x01, 9}, 65},
+        {"100 equal pixels", false, Repeat(5, 100), {2, 0xBE, 5, 0xA6, 5}, 100},
+        {"63 equal pixels: a repeat of 62 and a literal", false, Repeat(5, 63), {2, 0xBE, 5, 0x01, 5}, 63},
+        {"two equal pixels", false, {7, 7}, {1, 0x82, 7}, 2},
+        {"three different pixels", false, {1, 2, 3}, {1, 0x03, 1, 2, 3}, 3},
+        {"a literal stops before the second of two equal pixels", false, {1, 2, 2}, {2, 0x02, 1, 2, 0x01, 2}, 3},
+        {"and the pair starts a repeat", false, {1, 2, 2, 2}, {2, 0x02, 1, 2, 0x82, 2}, 4},
+        {"literals hold at most 63 pixels", false, distinct, distinctRow, 70},
+        {"skips hold at most 63 pixels", false, Join({Repeat(0, 130), {4}}), {4, 0xFF, 0xFF, 0xC4, 0x01, 4}, 131},
+        {"opaque pixels only in columns 3..5", false, {0, 0, 0, 8, 8, 9, 0, 0, 0, 0}, {3, 0xC3, 0x82, 8, 0x01, 9}, 6},
+        {"inner skips between runs", false, {6, 6, 0, 0, 3}, {3, 0x82, 6, 0xC2, 0x01, 3}, 5},
+        {"a capped skip is written even when only transparency follows", false, Join({{5, 5}, Repeat(0, 70)}),
+         {2, 0x82, 5, 0xFF}, 2},
+        {"an entirely transparent rectangle", false, Repeat(0, 12), {}, 0},
+        {"three equal shades", true, {16, 16, 16, 40}, {1, 0x83, 0x00}, 3},
+        {"a single shade before a transparent pixel", true, {15, 40}, {1, 0x01, 0xFF}, 1},
+        {"pairs of shades", true, {1, 2, 1, 2, 1, 2, 40}, {1, 0x43, 0xF1, 0xF2}, 6},
+        {"a repeat takes a follower whose low bits match, transparent or not", true, {16, 48}, {1, 0x82, 0x00}, 2},
+        {"a repeat runs on past the rectangle's right edge", true, {5, 5, 5, 40}, {1, 0x83, 0xF5}, 3, 2},
+        {"a literal of different shades", true, {0, 31, 7, 40}, {1, 0x03, 0xF0, 0x0F, 0xF7}, 3},
+        {"a skip inside the row", true, {3, 40, 40, 9}, {3, 0x01, 0xF3, 0xC2, 0x01, 0xF9}, 4},
     };
-    for (const auto& c : cases)
-        EXPECT_EQ(EncodeRow(c.pixels), c.expected) << c.what;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        source.Clear(c.shade ? 0xFF : kTransparent);
+        Put(0, 0, c.pixels);
+        const auto w = static_cast<unsigned short>(c.rectWidth ? c.rectWidth : int(c.pixels.size()));
+        ASSERT_EQ(c.shade ? sprites.EncodeTransSprite(set, 3, 0, 0, w, 1, 0, 0, table)
+                          : sprites.EncodeSprite(set, 3, 0, 0, w, 1, 0, 0, table),
+                  ERR_OK);
+        const unsigned type = c.shade ? 7 : 6;
+        EXPECT_EQ(RecordAt(set, 3), c.row.empty() ? Record(type, 0, 0, 0, 0, {}) : Record(type, c.width, 1, 0, 0, {c.row}));
+    }
 }
 
-TEST_F(EncodeTest, LeadingEmptyRowsStayAndTrailingOnesAreDropped)
+TEST_F(EncodeTest, RectanglesAreTrimmedReadWhereTheyLieAndClampHotSpots)
 {
     Put(2, 1, {4, 4});
     Put(1, 3, {5});
@@ -107,61 +109,26 @@ TEST_F(EncodeTest, LeadingEmptyRowsStayAndTrailingOnesAreDropped)
     Put(0, 4, {0x33, 0x33});
     ASSERT_EQ(sprites.EncodeSprite(set, 1, 0, 0, 6, 6, -3, 70, table), ERR_OK);
     EXPECT_EQ(RecordAt(set, 1), Record(6, 4, 4, -3, 70, {{0}, {2, 0xC2, 0x82, 4}, {0}, {2, 0xC1, 0x01, 5}}));
-
-    // The rectangle is taken where it lies on the canvas.
     ASSERT_EQ(sprites.EncodeSprite(set, 2, 2, 1, 2, 1, 0, 0, table), ERR_OK);
     EXPECT_EQ(RecordAt(set, 2), Record(6, 2, 1, 0, 0, {{1, 0x82, 4}}));
-}
 
-TEST_F(EncodeTest, ShadeSpritesFollowTheirOwnRunRules)
-{
-    // Shade sources: 0..31 carry (value & 31) - 16, 32 and above are transparent.
-    const struct {
-        const char* what;
-        std::vector<int> pixels;
-        int rectWidth;
-        Bytes row;
-        unsigned width;
-    } cases[] = {
-        {"three equal shades", {16, 16, 16, 40}, 4, {1, 0x83, 0x00}, 3},
-        {"a single shade before a transparent pixel", {15, 40}, 2, {1, 0x01, 0xFF}, 1},
-        {"pairs of shades", {1, 2, 1, 2, 1, 2, 40}, 7, {1, 0x43, 0xF1, 0xF2}, 6},
-        {"a repeat takes a follower whose low bits match, transparent or not", {16, 48}, 2, {1, 0x82, 0x00}, 2},
-        {"a repeat runs on past the rectangle's right edge", {5, 5, 5, 40}, 2, {1, 0x83, 0xF5}, 3},
-        {"a literal of different shades", {0, 31, 7, 40}, 4, {1, 0x03, 0xF0, 0x0F, 0xF7}, 3},
-        {"a skip inside the row", {3, 40, 40, 9}, 4, {3, 0x01, 0xF3, 0xC2, 0x01, 0xF9}, 4},
-    };
-    for (const auto& c : cases) {
-        source.Clear(0xFF);
-        Put(0, 0, c.pixels);
-        ASSERT_EQ(sprites.EncodeTransSprite(set, 3, 0, 0, static_cast<unsigned short>(c.rectWidth), 1, 0, 0, table),
-                  ERR_OK)
-            << c.what;
-        EXPECT_EQ(RecordAt(set, 3), Record(7, c.width, 1, 0, 0, {c.row})) << c.what;
-    }
-}
+    // Pixels outside the encode canvas are transparent.
+    Put(638, 62, {7, 8});
+    Put(638, 63, {9, 9});
+    ASSERT_EQ(sprites.EncodeSprite(set, 0, 636, 62, 10, 10, 0, 0, table), ERR_OK);
+    EXPECT_EQ(RecordAt(set, 0), Record(6, 4, 2, 0, 0, {{2, 0xC2, 0x02, 7, 8}, {2, 0xC2, 0x82, 9}}));
 
-TEST_F(EncodeTest, ShadeRunsStopAtTheCanvasEdgeAndHotSpotsAreClamped)
-{
-    // A memory canvas 4 wide: the run cannot look past column 3.
+    // On a canvas 4 wide the run cannot look past column 3. Hot spots are
+    // canvas coordinates, made relative and kept in the rectangle.
     Canvas narrow(4, 2, 1, CANVAS_MEMORY);
     narrow.Clear(0xFF);
     narrow.QueryRowAddress(0)[2] = 5;
     narrow.QueryRowAddress(0)[3] = 5;
     sprites.AssociateEncodeCanvas(&narrow);
-    // Hot spots are canvas coordinates, made relative and kept in the rectangle.
     ASSERT_EQ(sprites.EncodeTransSprite(set, 0, 2, 0, 2, 2, 100, -50, table), ERR_OK);
     EXPECT_EQ(RecordAt(set, 0), Record(7, 2, 1, 1, 0, {{1, 0x82, 0xF5}}));
     ASSERT_EQ(sprites.EncodeTransSprite(set, 0, 2, 0, 2, 2, 2, 1, table), ERR_OK);
     EXPECT_EQ(RecordAt(set, 0), Record(7, 2, 1, 0, 1, {{1, 0x82, 0xF5}}));
-}
-
-TEST_F(EncodeTest, PixelsOutsideTheEncodeCanvasAreTransparent)
-{
-    Put(638, 62, {7, 8});
-    Put(638, 63, {9, 9});
-    ASSERT_EQ(sprites.EncodeSprite(set, 0, 636, 62, 10, 10, 0, 0, table), ERR_OK);
-    EXPECT_EQ(RecordAt(set, 0), Record(6, 4, 2, 0, 0, {{2, 0xC2, 0x02, 7, 8}, {2, 0xC2, 0x82, 9}}));
 }
 
 TEST_F(EncodeTest, FailuresLeaveTheSlotAsItWas)
@@ -171,18 +138,19 @@ TEST_F(EncodeTest, FailuresLeaveTheSlotAsItWas)
     ASSERT_EQ(sprites.EncodeSprite(set, 1, 0, 0, 2, 1, 0, 0, table), ERR_OK);
     const Bytes kept = RecordAt(set, 1);
 
-    EXPECT_EQ(sprites.EncodeSprite(set, 4, 0, 0, 2, 1, 0, 0, table), ERR_FAILURE);
-    EXPECT_EQ(sprites.errorCode, ERR_SPR_BAD_SPRITE);
-    EXPECT_EQ(sprites.EncodeSprite(200, 0, 0, 0, 2, 1, 0, 0, table), ERR_FAILURE);
-    EXPECT_EQ(sprites.errorCode, ERR_SPR_BAD_SET);
+    auto fails = [&](unsigned char inSet, unsigned short slot, unsigned short w, unsigned short h, int code) {
+        EXPECT_EQ(sprites.EncodeSprite(inSet, slot, 0, 0, w, h, 0, 0, table), ERR_FAILURE);
+        EXPECT_EQ(sprites.errorCode, code);
+        EXPECT_EQ(RecordAt(set, 1), kept);
+    };
+    fails(set, 4, 2, 1, ERR_SPR_BAD_SPRITE);
+    fails(200, 0, 2, 1, ERR_SPR_BAD_SET);
 
     // More than 255 commands in one row: every other pixel opaque.
     source.Clear(kTransparent);
     for (int x = 0; x < 600; x += 2)
         Put(x, 0, {1 + (x / 2) % 200});
-    EXPECT_EQ(sprites.EncodeSprite(set, 1, 0, 0, 600, 1, 0, 0, table), ERR_FAILURE);
-    EXPECT_EQ(sprites.errorCode, ERR_SPR_ENCODE_COMMANDS);
-    EXPECT_EQ(RecordAt(set, 1), kept);
+    fails(set, 1, 600, 1, ERR_SPR_ENCODE_COMMANDS);
 
     // Literal bytes that fill the encode buffer.
     sprites.SetEncodeBufferSize(1001);
@@ -190,37 +158,23 @@ TEST_F(EncodeTest, FailuresLeaveTheSlotAsItWas)
     for (int y = 0; y < 40; ++y)
         for (int x = 0; x < 40; ++x)
             Put(x, y, {1 + (x + y) % 2});
-    EXPECT_EQ(sprites.EncodeSprite(set, 1, 0, 0, 40, 40, 0, 0, table), ERR_FAILURE);
-    EXPECT_EQ(sprites.errorCode, ERR_SPR_ENCODE_FULL);
-    EXPECT_EQ(RecordAt(set, 1), kept);
+    fails(set, 1, 40, 40, ERR_SPR_ENCODE_FULL);
 
     // Repeats alone that would run past the buffer fail the same way.
-    source.Clear(kTransparent);
-    for (int y = 0; y < 64; ++y)
-        Put(0, y, {3, 3, 4, 4});
-    for (int y = 0; y < 64; ++y)
-        Put(4, y, {3, 3, 4, 4});
-    EXPECT_EQ(sprites.EncodeSprite(set, 1, 0, 0, 8, 64, 0, 0, table), ERR_OK); // 64 * 9 + 10 bytes fit
-    ASSERT_EQ(RecordAt(set, 1).size(), 586u);
     Canvas tall(8, 200, 1, CANVAS_MEMORY);
     for (unsigned y = 0; y < 200; ++y)
         std::memcpy(tall.QueryRowAddress(y), "\3\3\4\4\3\3\4\4", 8);
     sprites.AssociateEncodeCanvas(&tall);
-    EXPECT_EQ(sprites.EncodeSprite(set, 1, 0, 0, 8, 200, 0, 0, table), ERR_FAILURE);
-    EXPECT_EQ(sprites.errorCode, ERR_SPR_ENCODE_FULL);
-    EXPECT_EQ(RecordAt(set, 1).size(), 586u);
+    fails(set, 1, 8, 200, ERR_SPR_ENCODE_FULL);
 
     // A buffer exactly as long as a record ending in a literal byte is too short.
     source.Clear(kTransparent);
     sprites.AssociateEncodeCanvas(&source);
-    std::vector<int> lit;
-    for (int i = 0; i < 63; ++i)
-        lit.push_back(1 + i % 2);
     for (int y = 0; y < 16; ++y)
-        Put(0, y, lit); // 16 rows of 1 + 1 + 63 bytes: 1050 with the header
+        for (int x = 0; x < 63; ++x)
+            Put(x, y, {1 + x % 2}); // 16 rows of 1 + 1 + 63 bytes: 1050 with the header
     sprites.SetEncodeBufferSize(1050);
-    EXPECT_EQ(sprites.EncodeSprite(set, 1, 0, 0, 63, 16, 0, 0, table), ERR_FAILURE);
-    EXPECT_EQ(sprites.errorCode, ERR_SPR_ENCODE_FULL);
+    fails(set, 1, 63, 16, ERR_SPR_ENCODE_FULL);
     sprites.SetEncodeBufferSize(1051);
     EXPECT_EQ(sprites.EncodeSprite(set, 1, 0, 0, 63, 16, 0, 0, table), ERR_OK);
     EXPECT_EQ(RecordAt(set, 1).size(), 1050u);
@@ -251,21 +205,16 @@ TEST_F(EncodeTest, RandomSpritesDecodeToTheirSource)
         ASSERT_EQ(sprites.EncodeSprite(set, 2, 0, 0, static_cast<unsigned short>(width),
                                        static_cast<unsigned short>(height), 1, 2, table),
                   ERR_OK);
-        const Bytes record = RecordAt(set, 2);
-        const Bitmap decoded = Decode(record);
-        // The header's box is the opaque extent, and nothing lies outside it.
-        int right = 0;
-        int bottom = 0;
-        for (int y = 0; y < height; ++y)
-            for (int x = 0; x < width; ++x)
-                if (expected.at(x, y) >= 0) {
-                    right = std::max(right, x + 1);
-                    bottom = std::max(bottom, y + 1);
-                }
-        ASSERT_EQ(decoded.width, right) << "round " << round;
+        const Bitmap decoded = Decode(RecordAt(set, 2));
+        // The header's box is the opaque extent, trailing empty rows dropped.
+        int bottom = height;
+        while (bottom > 0 && std::all_of(&expected.at(0, bottom - 1), &expected.at(0, bottom - 1) + width,
+                                         [](int v) { return v < 0; }))
+            --bottom;
+        ASSERT_EQ(decoded.width, Extent(expected)) << "round " << round;
         ASSERT_EQ(decoded.height, bottom) << "round " << round;
         for (int y = 0; y < bottom; ++y)
-            for (int x = 0; x < right; ++x)
+            for (int x = 0; x < decoded.width; ++x)
                 ASSERT_EQ(decoded.at(x, y), expected.at(x, y)) << "round " << round << " at " << x << "," << y;
     }
 }

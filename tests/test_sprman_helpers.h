@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <random>
@@ -47,18 +48,26 @@ inline Bytes Record(unsigned type, unsigned width, unsigned height, int hotX, in
     return out;
 }
 
-// A sprite-set block: slot count, offsets (0xFFFFFFFF for empty) and data.
-inline Bytes SetBlock(const std::vector<Bytes>& records)
+// A sprite-set block: slot count, offsets (0xFFFFFFFF for empty), then the
+// records stored in the given order of slots (slot order by default).
+inline Bytes SetBlock(const std::vector<Bytes>& records, std::vector<unsigned> order = {})
 {
+    if (order.empty())
+        for (unsigned i = 0; i < records.size(); ++i)
+            order.push_back(i);
+    std::vector<uint32_t> offsets(records.size(), 0xFFFFFFFFu);
+    Bytes data;
+    for (unsigned i : order) {
+        if (!records[i].empty()) {
+            offsets[i] = static_cast<uint32_t>(data.size());
+            data.insert(data.end(), records[i].begin(), records[i].end());
+        }
+    }
     Bytes out;
     Add16(out, static_cast<unsigned>(records.size()));
-    uint32_t offset = 0;
-    for (const Bytes& r : records) {
-        Add32(out, r.empty() ? 0xFFFFFFFFu : offset);
-        offset += static_cast<uint32_t>(r.size());
-    }
-    for (const Bytes& r : records)
-        out.insert(out.end(), r.begin(), r.end());
+    for (uint32_t offset : offsets)
+        Add32(out, offset);
+    out.insert(out.end(), data.begin(), data.end());
     return out;
 }
 
@@ -73,6 +82,17 @@ struct Bitmap {
     int& at(int x, int y) { return pixels[size_t(y) * size_t(width) + size_t(x)]; }
     int at(int x, int y) const { return pixels[size_t(y) * size_t(width) + size_t(x)]; }
 };
+
+// The right edge of the opaque pixels: the width the encoder writes.
+inline int Extent(const Bitmap& b)
+{
+    int right = 0;
+    for (int y = 0; y < b.height; ++y)
+        for (int x = 0; x < b.width; ++x)
+            if (b.at(x, y) >= 0)
+                right = std::max(right, x + 1);
+    return right;
+}
 
 // Reference decoder of a record's rows into a bitmap as wide as the rightmost
 // drawn pixel reaches (at least the header width).
@@ -123,12 +143,6 @@ inline std::vector<Bytes> Pixels(Canvas& canvas)
         rows.emplace_back(row, row + canvas.QueryWidth());
     }
     return rows;
-}
-
-inline void Fill(Canvas& canvas, const std::vector<Bytes>& rows)
-{
-    for (unsigned y = 0; y < rows.size(); ++y)
-        std::memcpy(canvas.QueryRowAddress(y), rows[y].data(), rows[y].size());
 }
 
 // A manager wired as a game wires it, with one empty set ready.
