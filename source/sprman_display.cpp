@@ -507,6 +507,21 @@ void CheckPosition(short x, short y)
 }
 } // namespace
 
+// What every inside and clipped path does before it draws: look the record
+// up, check its type and, on the inside paths, the position; then apply the
+// hot spot (bit 0 only: bit 1 belongs to the dispatchers).
+bool SpriteManager::PreparePath(unsigned char set, unsigned short sprite, unsigned short type, bool inside,
+                                unsigned long flags, short* x, short* y, Sprite* s, Target* t)
+{
+    if (!PrepareDisplay(set, sprite, s, t))
+        return false;
+    CheckType(*s, type);
+    if (inside)
+        CheckPosition(*x, *y);
+    ApplyHotSpot(*s, flags & SPRITE_AT_HOTSPOT, x, y);
+    return true;
+}
+
 // ---------------------------------------------------------------------------
 // Normal
 
@@ -529,11 +544,8 @@ void SpriteManager::DisplayUnclippedSprite(short x, short y, unsigned char set, 
 {
     Sprite s;
     Target t;
-    if (!PrepareDisplay(set, sprite, &s, &t))
+    if (!PreparePath(set, sprite, SPRITE_NORMAL, true, flags, &x, &y, &s, &t))
         return;
-    CheckType(s, SPRITE_NORMAL);
-    CheckPosition(x, y);
-    ApplyHotSpot(s, flags & SPRITE_AT_HOTSPOT, &x, &y);
     NormalPainter paint;
     DrawRows(s, t, x, y, paint);
 }
@@ -543,10 +555,8 @@ void SpriteManager::DisplayClippedSprite(short x, short y, unsigned char set, un
 {
     Sprite s;
     Target t;
-    if (!PrepareDisplay(set, sprite, &s, &t))
+    if (!PreparePath(set, sprite, SPRITE_NORMAL, false, flags, &x, &y, &s, &t))
         return;
-    CheckType(s, SPRITE_NORMAL);
-    ApplyHotSpot(s, flags & SPRITE_AT_HOTSPOT, &x, &y);
     NormalPainter paint;
     DrawRows(s, t, x, y, paint);
 }
@@ -571,10 +581,8 @@ void SpriteManager::DisplayUnclippedSpriteRev(short x, short y, unsigned char se
 {
     Sprite s;
     Target t;
-    if (!PrepareDisplay(set, sprite, &s, &t))
+    if (!PreparePath(set, sprite, SPRITE_NORMAL, true, 0, &x, &y, &s, &t))
         return;
-    CheckType(s, SPRITE_NORMAL);
-    CheckPosition(x, y);
     DrawMirroredAsStored(s, t, x, y);
 }
 
@@ -582,9 +590,8 @@ void SpriteManager::DisplayClippedSpriteRev(short x, short y, unsigned char set,
 {
     Sprite s;
     Target t;
-    if (!PrepareDisplay(set, sprite, &s, &t))
+    if (!PreparePath(set, sprite, SPRITE_NORMAL, false, 0, &x, &y, &s, &t))
         return;
-    CheckType(s, SPRITE_NORMAL);
     DrawMirrored(s, t, x, y);
 }
 
@@ -611,11 +618,8 @@ void SpriteManager::DisplayUnclippedSpriteSolid(short x, short y, unsigned char 
 {
     Sprite s;
     Target t;
-    if (!PrepareDisplay(set, sprite, &s, &t))
+    if (!PreparePath(set, sprite, SPRITE_NORMAL, true, flags, &x, &y, &s, &t))
         return;
-    CheckType(s, SPRITE_NORMAL);
-    CheckPosition(x, y);
-    ApplyHotSpot(s, flags & SPRITE_AT_HOTSPOT, &x, &y);
     SolidPainter paint{displayCanvas->QueryDrawColor()};
     DrawRows(s, t, x, y, paint);
 }
@@ -625,10 +629,8 @@ void SpriteManager::DisplayClippedSpriteSolid(short x, short y, unsigned char se
 {
     Sprite s;
     Target t;
-    if (!PrepareDisplay(set, sprite, &s, &t))
+    if (!PreparePath(set, sprite, SPRITE_NORMAL, false, flags, &x, &y, &s, &t))
         return;
-    CheckType(s, SPRITE_NORMAL);
-    ApplyHotSpot(s, flags & SPRITE_AT_HOTSPOT, &x, &y);
     SolidPainter paint{displayCanvas->QueryDrawColor()};
     DrawRows(s, t, x, y, paint);
 }
@@ -651,10 +653,8 @@ void SpriteManager::DisplayUnclippedTransSprite(short x, short y, unsigned char 
 {
     Sprite s;
     Target t;
-    if (!PrepareDisplay(set, sprite, &s, &t))
+    if (!PreparePath(set, sprite, SPRITE_SHADE, true, 0, &x, &y, &s, &t))
         return;
-    CheckType(s, SPRITE_SHADE);
-    CheckPosition(x, y);
     ShadePainter paint;
     DrawRows(s, t, x, y, paint);
 }
@@ -663,9 +663,8 @@ void SpriteManager::DisplayClippedTransSprite(short x, short y, unsigned char se
 {
     Sprite s;
     Target t;
-    if (!PrepareDisplay(set, sprite, &s, &t))
+    if (!PreparePath(set, sprite, SPRITE_SHADE, false, 0, &x, &y, &s, &t))
         return;
-    CheckType(s, SPRITE_SHADE);
     ShadePainter paint;
     DrawRows(s, t, x, y, paint);
 }
@@ -674,9 +673,8 @@ void SpriteManager::DisplayClippedTransSpriteSolid(short x, short y, unsigned ch
 {
     Sprite s;
     Target t;
-    if (!PrepareDisplay(set, sprite, &s, &t))
+    if (!PreparePath(set, sprite, SPRITE_SHADE, false, 0, &x, &y, &s, &t))
         return;
-    CheckType(s, SPRITE_SHADE);
     ShadeSolidPainter paint;
     DrawRows(s, t, x, y, paint);
 }
@@ -759,12 +757,9 @@ void SpriteManager::DisplayUnclippedSpriteTexture(short x, short y, unsigned cha
 {
     Sprite s;
     Target t;
-    Texture tex;
-    if (!PrepareDisplay(set, sprite, &s, &t))
+    if (!PreparePath(set, sprite, SPRITE_NORMAL, true, flags, &x, &y, &s, &t))
         return;
-    CheckType(s, SPRITE_NORMAL);
-    CheckPosition(x, y);
-    ApplyHotSpot(s, flags & SPRITE_AT_HOTSPOT, &x, &y);
+    Texture tex;
     if (!PrepareTexture(texture, texLeft, texTop, texWidth, texHeight, originX, originY, &tex))
         return;
     TexturePainter paint(tex);
@@ -778,11 +773,9 @@ void SpriteManager::DisplayClippedSpriteTexture(short x, short y, unsigned char 
 {
     Sprite s;
     Target t;
-    Texture tex;
-    if (!PrepareDisplay(set, sprite, &s, &t))
+    if (!PreparePath(set, sprite, SPRITE_NORMAL, false, flags, &x, &y, &s, &t))
         return;
-    CheckType(s, SPRITE_NORMAL);
-    ApplyHotSpot(s, flags & SPRITE_AT_HOTSPOT, &x, &y);
+    Texture tex;
     if (!PrepareTexture(texture, texLeft, texTop, texWidth, texHeight, originX, originY, &tex))
         return;
     TexturePainter paint(tex);

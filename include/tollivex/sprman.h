@@ -136,6 +136,8 @@ private:
     bool PrepareTarget(Target* target);
     bool PrepareDisplay(unsigned char set, unsigned short sprite, Sprite* found, Target* target,
                         bool reportMissing = false);
+    bool PreparePath(unsigned char set, unsigned short sprite, unsigned short type, bool inside,
+                     unsigned long flags, short* x, short* y, Sprite* s, Target* t);
     void ApplyHotSpot(const Sprite& sprite, unsigned long flags, short* x, short* y) const;
     bool Outside(const Sprite& sprite, const Target& target, short x, short y) const;
     bool Inside(const Sprite& sprite, const Target& target, short x, short y) const;
