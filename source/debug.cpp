@@ -45,11 +45,14 @@ const char* Printable(const char* text)
     return text != nullptr ? text : "(null)";
 }
 
-void Report(char* buffer, size_t size, const char* format, const char* text, unsigned long line)
+// Formats into the caller's own static buffer and appends it as one line,
+// all under the debug mutex.
+template <typename... Values>
+void Report(char* buffer, size_t size, const char* format, Values... values)
 {
     MutexSem& mutex = DebugMutex();
     mutex.Request();
-    std::snprintf(buffer, size, format, Printable(text), static_cast<int>(line));
+    std::snprintf(buffer, size, format, values...);
     WriteLine(buffer);
     mutex.Release();
 }
@@ -58,21 +61,19 @@ void Report(char* buffer, size_t size, const char* format, const char* text, uns
 
 void _AssertMsg(const char* file, unsigned long line)
 {
-    Report(assertBuffer, sizeof assertBuffer, "Assert error in file %s at line %d.", file, line);
+    Report(assertBuffer, sizeof assertBuffer, "Assert error in file %s at line %d.", Printable(file),
+           static_cast<int>(line));
 }
 
 void _RunMark(const char* file, unsigned long line)
 {
-    Report(runMarkBuffer, sizeof runMarkBuffer, "Run mark in file %s at line %d.", file, line);
+    Report(runMarkBuffer, sizeof runMarkBuffer, "Run mark in file %s at line %d.", Printable(file),
+           static_cast<int>(line));
 }
 
 void _DebugMessage(const char* message)
 {
-    MutexSem& mutex = DebugMutex();
-    mutex.Request();
-    std::snprintf(messageBuffer, sizeof messageBuffer, "Debug Message: %s", Printable(message));
-    WriteLine(messageBuffer);
-    mutex.Release();
+    Report(messageBuffer, sizeof messageBuffer, "Debug Message: %s", Printable(message));
 }
 
 void DebugInit()

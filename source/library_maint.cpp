@@ -177,11 +177,9 @@ ERRORSTATUS Library::WriteBlock(char* file, char* name, unsigned long type, unsi
             errorCode = ERR_LIB_BLOCK_EXISTS;
             return ERR_FAILURE;
         }
-        const unsigned long cut = static_cast<unsigned long>(old.size) + kBlockHeaderSize;
-        if (diskData->RemoveDataBlock(file, oldOffset, cut) == ERR_FAILURE) {
-            errorCode = ERR_LIB_DISK;
+        unsigned long cut = 0;
+        if (CutBlock(file, oldOffset, old, &cut) == ERR_FAILURE)
             return ERR_FAILURE;
-        }
         ForgetCutBlock(file, blockName, oldOffset, cut);
     }
 
@@ -235,6 +233,19 @@ ERRORSTATUS Library::WriteBlock(char* file, char* name, unsigned long type, unsi
     return AddLibDataNoDup(&registry, &record);
 }
 
+// Cuts a block, header and data, out of its file; *cut receives the bytes
+// removed, by which the registered offsets behind it must shift.
+ERRORSTATUS Library::CutBlock(char* file, unsigned long headerOffset, const _LIBBLOCKHDR& header,
+                              unsigned long* cut)
+{
+    *cut = static_cast<unsigned long>(header.size) + kBlockHeaderSize;
+    if (diskData->RemoveDataBlock(file, headerOffset, *cut) == ERR_FAILURE) {
+        errorCode = ERR_LIB_DISK;
+        return ERR_FAILURE;
+    }
+    return ERR_OK;
+}
+
 ERRORSTATUS Library::RemoveLibrary(char* file, char* name)
 {
     if (name == nullptr || diskData == nullptr) {
@@ -253,11 +264,9 @@ ERRORSTATUS Library::RemoveLibrary(char* file, char* name)
         errorCode = ERR_LIB_NO_BLOCK;
         return ERR_FAILURE;
     }
-    const unsigned long cut = static_cast<unsigned long>(header.size) + kBlockHeaderSize;
-    if (diskData->RemoveDataBlock(file, headerOffset, cut) == ERR_FAILURE) {
-        errorCode = ERR_LIB_DISK;
+    unsigned long cut = 0;
+    if (CutBlock(file, headerOffset, header, &cut) == ERR_FAILURE)
         return ERR_FAILURE;
-    }
 
     FILE* stream = nullptr;
     FileHeader fileHeader;

@@ -218,17 +218,28 @@ void PcxPainter::ReadPcxLine1(unsigned char* row, short width)
     });
 }
 
-void PcxPainter::UnpackBuffer()
+// Both painting paths start at the first data byte and on the canvas row of
+// the image's top edge, or row 0 when that edge lies above the canvas.
+bool PcxPainter::StartUnpacking(int* target, short* width)
 {
     if (buffer == nullptr || canvas == nullptr)
+        return false;
+    *target = y >= 0 ? y : 0;
+    if (canvas->QueryRowAddress(static_cast<unsigned long>(*target)) == nullptr)
+        return false;
+    *width = static_cast<short>(std::min<int>(canvas->QueryWidth(), 0x7FFF));
+    readPosition = kHeaderSize;
+    return true;
+}
+
+void PcxPainter::UnpackBuffer()
+{
+    int target = 0;
+    short width = 0;
+    if (!StartUnpacking(&target, &width))
         return;
     const int rows = ImageRows();
     const int height = canvas->QueryHeight();
-    const short width = static_cast<short>(std::min<int>(canvas->QueryWidth(), 0x7FFF));
-    int target = y >= 0 ? y : 0;
-    if (canvas->QueryRowAddress(static_cast<unsigned long>(target)) == nullptr)
-        return;
-    readPosition = kHeaderSize;
 
     if (buffer[3] == 8) {
         for (int i = 0; i < rows; ++i) {
@@ -250,15 +261,12 @@ void PcxPainter::UnpackBuffer()
 
 void PcxPainter::UnpackBufferUnclipped()
 {
-    if (buffer == nullptr || canvas == nullptr)
+    int target = 0;
+    short width = 0;
+    if (!StartUnpacking(&target, &width))
         return;
     const int rows = ImageRows();
     const int height = canvas->QueryHeight();
-    const short width = static_cast<short>(std::min<int>(canvas->QueryWidth(), 0x7FFF));
-    int target = y >= 0 ? y : 0;
-    if (canvas->QueryRowAddress(static_cast<unsigned long>(target)) == nullptr)
-        return;
-    readPosition = kHeaderSize;
     for (int i = 0; i < rows && target < height; ++i)
         ReadPcxLine8Unclipped(canvas->QueryRowAddress(static_cast<unsigned long>(target++)), width, 1);
 }

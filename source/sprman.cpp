@@ -222,18 +222,9 @@ ERRORSTATUS SpriteManager::DatasetFromBlock(char* name, unsigned char* block, un
         }
     }
 
-    if (setTable[slot] != nullptr)
-        ReleaseTable(&setTable[slot]);
-    if (setData[slot] != nullptr)
-        ReleaseBytes(&setData[slot]);
-
-    // A set of no slots keeps neither a table nor a data area.
+    if (!PrepareSetTable(slot, count))
+        return ERR_FAILURE;
     if (count > 0) {
-        if (!ObtainTable(&setTable[slot], count)) {
-            setTable[slot] = nullptr;
-            errorCode = ERR_SPR_NO_MEMORY;
-            return ERR_FAILURE;
-        }
         if (dataSize > 0) {
             if (!ObtainBytes(&setData[slot], dataSize)) {
                 setData[slot] = nullptr;
@@ -249,14 +240,8 @@ ERRORSTATUS SpriteManager::DatasetFromBlock(char* name, unsigned char* block, un
         }
     }
 
-    StoreSetName(slot, name);
-    itemCounts[slot] = static_cast<uint16_t>(count);
-    datasetStates[slot] = SLOT_IN_USE;
-    setDataSize[slot] = dataSize;
+    OccupySetSlot(slot, name, static_cast<unsigned short>(count), dataSize, size - 2);
     modified[slot] = 0;
-    slotCount = std::max<uint16_t>(slotCount, uint16_t(slot + 1));
-    memoryInUse += static_cast<uint32_t>(size - 2);
-    CheckMemoryBounds();
     *index = slot;
     if (remapActive == 1)
         RemapSpriteset(slot);
@@ -337,6 +322,38 @@ ERRORSTATUS SpriteManager::ReleaseSaveBlock(unsigned char** block)
     return ERR_OK;
 }
 
+// Drops whatever a free set slot still holds and gives it a table of
+// `count` empty sprite slots; a set of no slots keeps no table.
+bool SpriteManager::PrepareSetTable(unsigned char slot, unsigned long count)
+{
+    if (setTable[slot] != nullptr)
+        ReleaseTable(&setTable[slot]);
+    if (setData[slot] != nullptr)
+        ReleaseBytes(&setData[slot]);
+    if (count == 0)
+        return true;
+    if (!ObtainTable(&setTable[slot], count)) {
+        setTable[slot] = nullptr;
+        errorCode = ERR_SPR_NO_MEMORY;
+        return false;
+    }
+    std::fill(setTable[slot], setTable[slot] + count, nullptr);
+    return true;
+}
+
+// The bookkeeping of a set slot that has just been filled.
+void SpriteManager::OccupySetSlot(unsigned char slot, const char* name, unsigned short count,
+                                  unsigned long dataSize, unsigned long memory)
+{
+    StoreSetName(slot, name);
+    itemCounts[slot] = count;
+    setDataSize[slot] = dataSize;
+    datasetStates[slot] = SLOT_IN_USE;
+    slotCount = std::max<uint16_t>(slotCount, uint16_t(slot + 1));
+    memoryInUse += static_cast<uint32_t>(memory);
+    CheckMemoryBounds();
+}
+
 ERRORSTATUS SpriteManager::CreateNewSpriteset(char* name, unsigned short count, unsigned char* index)
 {
     if (index == nullptr) {
@@ -346,26 +363,10 @@ ERRORSTATUS SpriteManager::CreateNewSpriteset(char* name, unsigned short count, 
     unsigned char slot = 0;
     if (!FindFreeSetSlot(&slot))
         return ERR_FAILURE;
-    if (setTable[slot] != nullptr)
-        ReleaseTable(&setTable[slot]);
-    if (setData[slot] != nullptr)
-        ReleaseBytes(&setData[slot]);
-    if (count > 0) {
-        if (!ObtainTable(&setTable[slot], count)) {
-            setTable[slot] = nullptr;
-            errorCode = ERR_SPR_NO_MEMORY;
-            return ERR_FAILURE;
-        }
-        std::fill(setTable[slot], setTable[slot] + count, nullptr);
-    }
-    StoreSetName(slot, name);
-    itemCounts[slot] = count;
-    setDataSize[slot] = 0;
-    datasetStates[slot] = SLOT_IN_USE;
+    if (!PrepareSetTable(slot, count))
+        return ERR_FAILURE;
+    OccupySetSlot(slot, name, count, 0, kSlotBytes * count);
     modified[slot] = 1; // a new set is changed from birth
-    slotCount = std::max<uint16_t>(slotCount, uint16_t(slot + 1));
-    memoryInUse += static_cast<uint32_t>(kSlotBytes * count);
-    CheckMemoryBounds();
     *index = slot;
     return ERR_OK;
 }

@@ -104,6 +104,8 @@ private:
     ERRORSTATUS WriteBlock(char* file, char* name, unsigned long type, unsigned char* stored,
                            unsigned long storedLength, bool compressed, unsigned long flags);
     void ForgetCutBlock(char* file, char* name, unsigned long headerOffset, unsigned long length);
+    ERRORSTATUS CutBlock(char* file, unsigned long headerOffset, const _LIBBLOCKHDR& header,
+                         unsigned long* cut);
     void ShiftOffsets(const char* file, unsigned long headerOffset, unsigned long length);
 
     _LIBDATA* registry;

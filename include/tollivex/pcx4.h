@@ -23,6 +23,7 @@ public:
     ERRORSTATUS PaintCanvas(int updatePalette, int clipped) override;
 
     // The decoding steps behind PaintCanvas.
+    bool StartUnpacking(int* target, short* width);
     void UnpackBuffer();
     void UnpackBufferUnclipped();
     void ReadPcxLine8(unsigned char* row, short width, int draw);

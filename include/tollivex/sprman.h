@@ -126,6 +126,9 @@ private:
     bool CanEncode(const unsigned char* table, unsigned char set, unsigned short sprite, unsigned short width,
                    unsigned short height);
     bool FindFreeSetSlot(unsigned char* slot);
+    bool PrepareSetTable(unsigned char slot, unsigned long count);
+    void OccupySetSlot(unsigned char slot, const char* name, unsigned short count, unsigned long dataSize,
+                       unsigned long memory);
     void StoreSetName(unsigned char slot, const char* name);
     unsigned char* DataEndOf(const unsigned char* record) const;
     void RemapRecord(unsigned char* record, const unsigned char* end);
