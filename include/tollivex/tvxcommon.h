@@ -9,12 +9,12 @@
 
 #include <cstdint>
 
-#if defined(_WIN32) && !defined(TOLLIVEX_STATIC)
-#  if defined(TOLLIVEX_BUILDING_DLL)
-#    define TVX_API __declspec(dllexport)
-#  else
-#    define TVX_API __declspec(dllimport)
-#  endif
+#if defined(_WIN32) && defined(TOLLIVEX_BUILDING_DLL)
+#  define TVX_API __declspec(dllexport)
+#elif defined(_WIN32) && defined(TOLLIVEX_STATIC)
+#  define TVX_API
+#elif defined(_WIN32)
+#  define TVX_API __declspec(dllimport)
 #else
 #  define TVX_API __attribute__((visibility("default")))
 #endif
