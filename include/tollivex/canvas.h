@@ -99,4 +99,9 @@ private:
     unsigned char drawColor;
 };
 
+// 1 when the display was initialised full screen with CANVASINIT_DDPALETTEONLY:
+// every surface then shows the DirectDraw palette alone, which the window
+// system needs to know to repaint changes into enough frames.
+TVX_API int QueryDDPaletteOnly();
+
 #endif
