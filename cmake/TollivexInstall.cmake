@@ -2,6 +2,9 @@
 # another project needs: find_package(Tollivex) gives Tollivex::tollivex, and
 # pkg-config knows tollivex.
 include(CMakePackageConfigHelpers)
+if(NOT DEFINED TOLLIVEX_WITH_SDL2)
+  set(TOLLIVEX_WITH_SDL2 OFF)
+endif()
 
 set(TOLLIVEX_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/Tollivex)
 
@@ -26,6 +29,10 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/TollivexConfig.cmake
         DESTINATION ${TOLLIVEX_CMAKE_DIR})
 
 if(NOT WIN32)
+  set(TOLLIVEX_PC_REQUIRES "")
+  if(TOLLIVEX_WITH_SDL2)
+    set(TOLLIVEX_PC_REQUIRES "Requires: sdl2")
+  endif()
   file(RELATIVE_PATH TOLLIVEX_PC_TO_PREFIX /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
   configure_file(${PROJECT_SOURCE_DIR}/cmake/tollivex.pc.in ${CMAKE_CURRENT_BINARY_DIR}/tollivex.pc @ONLY)
   install(FILES ${CMAKE_CURRENT_BINARY_DIR}/tollivex.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

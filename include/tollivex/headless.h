@@ -71,4 +71,12 @@ TVX_API void HeadlessAdvance(unsigned long milliseconds);
 // the whole captured length (HeadlessReadSound(nullptr, 0) asks the length).
 TVX_API unsigned long HeadlessReadSound(unsigned char* out, unsigned long max);
 
+// Chooses the device behind DirectDraw and DirectSound: "headless" (the
+// default) or "sdl2", a real window and sound card through SDL, for a game
+// that passes its SDL_Window* where Windows takes an HWND. Overrides the
+// TOLLIVEX_DEVICE environment variable; takes effect from the next
+// DirectDrawCreate or DirectSoundCreate. Returns 0, or -1 for a device this
+// build does not have.
+TVX_API int SetPortableDevice(const char* name);
+
 #endif
