@@ -6,8 +6,9 @@
 // walker cuts every run to the canvas, so the path for sprites wholly inside
 // and the clipped path draw the same pixels: the dispatchers still pick the
 // inside path where they can, and then the cuts never bite. Reading stops at
-// the end of the set's data area and writing at the canvas edges, so a damaged
-// record or a stale canvas association cannot reach outside either buffer.
+// the end of the set's data area and writing at the canvas edges as cached at
+// association and at the end of the canvas's memory, so a damaged record or
+// a stale association cannot reach outside either buffer.
 // The mirrored kind keeps its two historical walks (see below).
 #include "sprman_internal.h"
 
@@ -204,28 +205,32 @@ bool SkipRow(const unsigned char*& p, const unsigned char* end)
 }
 
 // The one walker of the normal, solid, shade and textured kinds. The sprite's
-// top-left is canvas (x, y); only canvas columns [0, width) and rows
-// [0, height) are touched, each run cut to them. With kLeftEdge false the
-// caller promises x >= 0, which spares the left cut on the fast path.
-template <bool kLeftEdge, class Painter>
-void WalkRows(const Sprite& s, const Target& t, int x, int y, Painter& paint)
+// top-left is canvas (x, y); only the canvas's columns [0, width) and rows
+// [0, height), as cached at association, are touched, each run cut to them
+// and to the canvas's memory. The first row comes from the canvas's row table,
+// the others one cached row step apart.
+template <class Painter>
+void DrawRows(const Sprite& s, const Target& t, int x, int y, Painter& paint)
 {
     const RowSpan rows = VisibleRows(s, t, y);
     if (rows.first >= rows.end)
         return;
-    const int lo = -x;           // sprite columns below lo fall left of the canvas
-    const int hi = t.width - x;  // and from hi on, right of it
     const unsigned char* p = s.Rows();
     const unsigned char* const end = s.end;
     for (int r = 0; r < rows.first; ++r) {
         if (!SkipRow(p, end))
             return;
     }
-    unsigned char* row = t.canvas->QueryRowAddress(static_cast<unsigned long>(y + rows.first));
+    int64_t row = t.memory.Row(t.canvas, static_cast<unsigned long>(y + rows.first));
     for (int r = rows.first;;) {
         if (p >= end)
             return;
         paint.Row(y + r);
+        int left = 0, right = 0;
+        t.Window(row, &left, &right);
+        const int lo = left - x; // sprite columns [lo, hi) may be drawn
+        const int hi = right - x;
+        const int64_t at = row + x;
         int column = 0;
         for (unsigned k = *p++; k > 0; --k) {
             if (p >= end)
@@ -236,20 +241,20 @@ void WalkRows(const Sprite& s, const Target& t, int x, int y, Painter& paint)
             if (kind == kLiteral) {
                 if (end - p < n)
                     return;
-                const int from = kLeftEdge ? std::max(column, lo) : column;
+                const int from = std::max(column, lo);
                 const int to = std::min(column + n, hi);
                 if (from < to)
-                    paint.Copy(row + (x + from), p + (from - column), to - from, x + from);
+                    paint.Copy(t.memory.At(at + from), p + (from - column), to - from, x + from);
                 p += n;
                 column += n;
             } else if (kind == kRepeat) {
                 if (p >= end)
                     return;
                 const unsigned char value = *p++;
-                const int from = kLeftEdge ? std::max(column, lo) : column;
+                const int from = std::max(column, lo);
                 const int to = std::min(column + n, hi);
                 if (from < to)
-                    paint.Fill(row + (x + from), to - from, value, x + from);
+                    paint.Fill(t.memory.At(at + from), to - from, value, x + from);
                 column += n;
             } else if (kind == kSkip) {
                 column += n;
@@ -261,7 +266,7 @@ void WalkRows(const Sprite& s, const Target& t, int x, int y, Painter& paint)
                 for (int i = 0; i < 2 * n; ++i) {
                     const int c = column + i;
                     if (c >= lo && c < hi)
-                        paint.Pixel(row + (x + c), pair[i & 1], x + c);
+                        paint.Pixel(t.memory.At(at + c), pair[i & 1], x + c);
                 }
                 column += 2 * n;
             }
@@ -270,15 +275,6 @@ void WalkRows(const Sprite& s, const Target& t, int x, int y, Painter& paint)
             return;
         row += t.rowIncrement;
     }
-}
-
-template <class Painter>
-void DrawRows(const Sprite& s, const Target& t, int x, int y, Painter& paint)
-{
-    if (x >= 0)
-        WalkRows<false>(s, t, x, y, paint);
-    else
-        WalkRows<true>(s, t, x, y, paint);
 }
 
 // Mirrored, as the clipped path draws it: each row runs leftwards from column
@@ -295,14 +291,16 @@ void DrawMirrored(const Sprite& s, const Target& t, int x, int y)
         if (!reader.NextRow(&commands) || !reader.SkipCommands(commands))
             return;
     }
-    unsigned char* row = t.canvas->QueryRowAddress(static_cast<unsigned long>(y + rows.first));
+    int64_t row = t.memory.Row(t.canvas, static_cast<unsigned long>(y + rows.first));
     for (int r = rows.first; r < rows.end; ++r) {
         if (!reader.NextRow(&commands))
             return;
+        int left = 0, right = 0;
+        t.Window(row, &left, &right);
         int column = x + s.width;
         auto put = [&](unsigned char value) {
-            if (column >= 0 && column < t.width)
-                row[column] = value;
+            if (column >= left && column < right)
+                *t.memory.At(row + column) = value;
             --column;
         };
         for (; commands > 0; --commands) {
@@ -345,17 +343,19 @@ void DrawMirroredAsStored(const Sprite& s, const Target& t, int x, int y)
     const unsigned char* const end = s.end;
     auto byteAt = [end](const unsigned char* q) { return q < end ? unsigned(*q) : 0u; };
     RowReader reader(s.Rows(), end);
-    unsigned char* row = t.canvas->QueryRowAddress(static_cast<unsigned long>(y + rows.first));
+    int64_t row = t.memory.Row(t.canvas, static_cast<unsigned long>(y + rows.first));
     for (int r = 0; r < rows.end; ++r) {
         const bool visible = r >= rows.first;
+        int left = 0, right = 0;
+        t.Window(row, &left, &right);
         const unsigned char* const countByte = reader.Position();
         unsigned commands = 0;
         if (!reader.NextRow(&commands))
             return;
         int column = x + int(byteAt(countByte + 2) | byteAt(countByte + 3) << 8);
         auto put = [&](int c, unsigned char value) {
-            if (visible && c >= 0 && c < t.width)
-                row[c] = value;
+            if (visible && c >= left && c < right)
+                *t.memory.At(row + c) = value;
         };
         for (; commands > 0; --commands) {
             unsigned char command = 0;
@@ -395,10 +395,10 @@ void DrawMirroredAsStored(const Sprite& s, const Target& t, int x, int y)
 
 bool SpriteManager::LookUp(unsigned char set, unsigned short sprite, Sprite* found, bool reportMissing)
 {
-    if (!SetInUse(set)) {
+    // A set that is not in use is reported and drawn all the same: an idle
+    // one still holds its sprites. A free one has none and stops below.
+    if (!SetInUse(set))
         _AssertMsg(kSource, __LINE__);
-        return false;
-    }
     char name[21];
     std::memcpy(name, datasetNames[set], 20);
     name[20] = '\0';
@@ -438,17 +438,12 @@ bool SpriteManager::LookUp(unsigned char set, unsigned short sprite, Sprite* fou
     return true;
 }
 
+// The geometry is the one cached at association, never refreshed: a canvas
+// associated before its first lock draws with the pitch it had then. Only
+// the canvas's memory bounds what that reaches.
 bool SpriteManager::PrepareTarget(Target* target)
 {
     if (displayCanvas == nullptr) {
-        _AssertMsg(kSource, __LINE__);
-        return false;
-    }
-    // The geometry is the one cached at association; a canvas that has since
-    // shrunk or changed its pitch would be drawn outside of, so it is refused
-    // until it is associated again.
-    if (displayCanvas->Validate() == 0 || canvasWidth > displayCanvas->QueryWidth() ||
-        canvasHeight > displayCanvas->QueryHeight() || canvasRowIncrement != displayCanvas->QueryRowIncrement()) {
         _AssertMsg(kSource, __LINE__);
         return false;
     }
@@ -456,6 +451,7 @@ bool SpriteManager::PrepareTarget(Target* target)
     target->width = canvasWidth;
     target->height = canvasHeight;
     target->rowIncrement = canvasRowIncrement;
+    target->memory = CanvasMemory(displayCanvas);
     return true;
 }
 
