@@ -62,10 +62,10 @@ public:
 
     // A row as the canvas's row query gives it, which asserts for a row
     // outside the canvas; past the table the row step goes on.
-    int64_t Row(Canvas* canvas, unsigned long row) const
+    int64_t Row(Canvas* canvas, int64_t row) const
     {
-        const unsigned char* address = canvas->QueryRowAddress(row);
-        return address != nullptr ? Locate(address) : Offset(0, int64_t(row));
+        const unsigned char* address = canvas->QueryRowAddress(static_cast<unsigned long>(row));
+        return address != nullptr ? Locate(address) : Offset(0, row);
     }
 
     int64_t Size() const { return size; }

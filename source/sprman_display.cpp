@@ -2,14 +2,12 @@
 //
 // Records are decoded straight onto the display canvas, row by row. Each kind
 // (normal, solid, shade, shade shown solid, textured) is a small painter that
-// says what a run does to the canvas; one row walker serves them all. The
-// walker cuts every run to the canvas, so the path for sprites wholly inside
-// and the clipped path draw the same pixels: the dispatchers still pick the
-// inside path where they can, and then the cuts never bite. Reading stops at
-// the end of the set's data area and writing at the canvas edges as cached at
-// association and at the end of the canvas's memory, so a damaged record or
-// a stale association cannot reach outside either buffer.
-// The mirrored kind keeps its two historical walks (see below).
+// says what a run does to the canvas; one row walker serves them all, cutting
+// runs to the canvas on the clipped paths and leaving the inside paths their
+// historical reach. Reading stops at the end of the set's data area and
+// writing at the end of the canvas's memory, so a damaged record or a stale
+// association cannot reach outside either buffer. The mirrored kind keeps its
+// two historical walks (see below).
 #include "sprman_internal.h"
 
 #include "tollivex/canvas.h"
@@ -183,9 +181,10 @@ struct RowSpan {
     int end;
 };
 
-RowSpan VisibleRows(const Sprite& s, const Target& t, int y)
+// Unclipped, every row, wherever it lands.
+RowSpan VisibleRows(const Sprite& s, const Target& t, int y, bool clip = true)
 {
-    return {std::max(0, -y), std::min(s.height, t.height - y)};
+    return clip ? RowSpan{std::max(0, -y), std::min(s.height, t.height - y)} : RowSpan{0, s.height};
 }
 
 // Steps over one row's commands without drawing; false when the data ends.
@@ -205,14 +204,16 @@ bool SkipRow(const unsigned char*& p, const unsigned char* end)
 }
 
 // The one walker of the normal, solid, shade and textured kinds. The sprite's
-// top-left is canvas (x, y); only the canvas's columns [0, width) and rows
-// [0, height), as cached at association, are touched, each run cut to them
-// and to the canvas's memory. The first row comes from the canvas's row table,
-// the others one cached row step apart.
-template <class Painter>
-void DrawRows(const Sprite& s, const Target& t, int x, int y, Painter& paint)
+// top-left is canvas (x, y). Clipped, only the canvas's columns [0, width)
+// and rows [0, height), as cached at association, are touched, each run cut
+// to them; unclipped, runs land wherever the record takes them, as the fast
+// path always put them. Either way nothing is written outside the canvas's
+// memory. The first row comes from the canvas's row table, the others one
+// cached row step apart.
+template <bool kClip, class Painter>
+void WalkRows(const Sprite& s, const Target& t, int x, int y, Painter& paint)
 {
-    const RowSpan rows = VisibleRows(s, t, y);
+    const RowSpan rows = VisibleRows(s, t, y, kClip);
     if (rows.first >= rows.end)
         return;
     const unsigned char* p = s.Rows();
@@ -221,13 +222,13 @@ void DrawRows(const Sprite& s, const Target& t, int x, int y, Painter& paint)
         if (!SkipRow(p, end))
             return;
     }
-    int64_t row = t.memory.Row(t.canvas, static_cast<unsigned long>(y + rows.first));
+    int64_t row = t.memory.Row(t.canvas, y + rows.first);
     for (int r = rows.first;;) {
         if (p >= end)
             return;
         paint.Row(y + r);
         int left = 0, right = 0;
-        t.Window(row, &left, &right);
+        t.Window(row, kClip, &left, &right);
         const int lo = left - x; // sprite columns [lo, hi) may be drawn
         const int hi = right - x;
         const int64_t at = row + x;
@@ -277,6 +278,16 @@ void DrawRows(const Sprite& s, const Target& t, int x, int y, Painter& paint)
     }
 }
 
+// The inside (unclipped) path or the clipped one.
+template <class Painter>
+void DrawRows(bool inside, const Sprite& s, const Target& t, int x, int y, Painter& paint)
+{
+    if (inside)
+        WalkRows<false>(s, t, x, y, paint);
+    else
+        WalkRows<true>(s, t, x, y, paint);
+}
+
 // Mirrored, as the clipped path draws it: each row runs leftwards from column
 // x + width, writing a pixel where the column is and then moving left, so
 // the image covers x + 1 .. x + width.
@@ -291,12 +302,12 @@ void DrawMirrored(const Sprite& s, const Target& t, int x, int y)
         if (!reader.NextRow(&commands) || !reader.SkipCommands(commands))
             return;
     }
-    int64_t row = t.memory.Row(t.canvas, static_cast<unsigned long>(y + rows.first));
+    int64_t row = t.memory.Row(t.canvas, y + rows.first);
     for (int r = rows.first; r < rows.end; ++r) {
         if (!reader.NextRow(&commands))
             return;
         int left = 0, right = 0;
-        t.Window(row, &left, &right);
+        t.Window(row, true, &left, &right);
         int column = x + s.width;
         auto put = [&](unsigned char value) {
             if (column >= left && column < right)
@@ -334,20 +345,21 @@ void DrawMirrored(const Sprite& s, const Target& t, int x, int y)
 // sprites rely on its look, so it is kept: a row's right edge is x plus the
 // 16-bit value two bytes after its command count; a repeat moves left and
 // fills rightwards; a literal piles all its bytes onto one pixel; a pair puts
-// c2 then (c1 & 0x0F) leftwards. Pixels off the canvas are dropped.
+// c2 then (c1 & 0x0F) leftwards. Like the other fast paths it has no bounds
+// of its own: only pixels outside the canvas's memory are dropped.
 void DrawMirroredAsStored(const Sprite& s, const Target& t, int x, int y)
 {
-    const RowSpan rows = VisibleRows(s, t, y);
+    const RowSpan rows = VisibleRows(s, t, y, false);
     if (rows.first >= rows.end)
         return;
     const unsigned char* const end = s.end;
     auto byteAt = [end](const unsigned char* q) { return q < end ? unsigned(*q) : 0u; };
     RowReader reader(s.Rows(), end);
-    int64_t row = t.memory.Row(t.canvas, static_cast<unsigned long>(y + rows.first));
+    int64_t row = t.memory.Row(t.canvas, y + rows.first);
     for (int r = 0; r < rows.end; ++r) {
         const bool visible = r >= rows.first;
         int left = 0, right = 0;
-        t.Window(row, &left, &right);
+        t.Window(row, false, &left, &right);
         const unsigned char* const countByte = reader.Position();
         unsigned commands = 0;
         if (!reader.NextRow(&commands))
@@ -532,7 +544,7 @@ void SpriteManager::DisplaySprite(short x, short y, unsigned char set, unsigned 
         return;
     CheckType(s, SPRITE_NORMAL);
     NormalPainter paint;
-    DrawRows(s, t, x, y, paint);
+    DrawRows(Inside(s, t, x, y), s, t, x, y, paint);
 }
 
 void SpriteManager::DisplayUnclippedSprite(short x, short y, unsigned char set, unsigned short sprite,
@@ -543,7 +555,7 @@ void SpriteManager::DisplayUnclippedSprite(short x, short y, unsigned char set, 
     if (!PreparePath(set, sprite, SPRITE_NORMAL, true, flags, &x, &y, &s, &t))
         return;
     NormalPainter paint;
-    DrawRows(s, t, x, y, paint);
+    DrawRows(true, s, t, x, y, paint);
 }
 
 void SpriteManager::DisplayClippedSprite(short x, short y, unsigned char set, unsigned short sprite,
@@ -554,7 +566,7 @@ void SpriteManager::DisplayClippedSprite(short x, short y, unsigned char set, un
     if (!PreparePath(set, sprite, SPRITE_NORMAL, false, flags, &x, &y, &s, &t))
         return;
     NormalPainter paint;
-    DrawRows(s, t, x, y, paint);
+    DrawRows(false, s, t, x, y, paint);
 }
 
 // ---------------------------------------------------------------------------
@@ -606,7 +618,7 @@ void SpriteManager::DisplaySpriteSolid(short x, short y, unsigned char set, unsi
         return;
     CheckType(s, SPRITE_NORMAL);
     SolidPainter paint{displayCanvas->QueryDrawColor()};
-    DrawRows(s, t, x, y, paint);
+    DrawRows(Inside(s, t, x, y), s, t, x, y, paint);
 }
 
 void SpriteManager::DisplayUnclippedSpriteSolid(short x, short y, unsigned char set, unsigned short sprite,
@@ -617,7 +629,7 @@ void SpriteManager::DisplayUnclippedSpriteSolid(short x, short y, unsigned char 
     if (!PreparePath(set, sprite, SPRITE_NORMAL, true, flags, &x, &y, &s, &t))
         return;
     SolidPainter paint{displayCanvas->QueryDrawColor()};
-    DrawRows(s, t, x, y, paint);
+    DrawRows(true, s, t, x, y, paint);
 }
 
 void SpriteManager::DisplayClippedSpriteSolid(short x, short y, unsigned char set, unsigned short sprite,
@@ -628,7 +640,7 @@ void SpriteManager::DisplayClippedSpriteSolid(short x, short y, unsigned char se
     if (!PreparePath(set, sprite, SPRITE_NORMAL, false, flags, &x, &y, &s, &t))
         return;
     SolidPainter paint{displayCanvas->QueryDrawColor()};
-    DrawRows(s, t, x, y, paint);
+    DrawRows(false, s, t, x, y, paint);
 }
 
 // ---------------------------------------------------------------------------
@@ -642,7 +654,7 @@ void SpriteManager::DisplayTransSprite(short x, short y, unsigned char set, unsi
         return;
     CheckType(s, SPRITE_SHADE);
     ShadePainter paint;
-    DrawRows(s, t, x, y, paint);
+    DrawRows(Inside(s, t, x, y), s, t, x, y, paint);
 }
 
 void SpriteManager::DisplayUnclippedTransSprite(short x, short y, unsigned char set, unsigned short sprite)
@@ -652,7 +664,7 @@ void SpriteManager::DisplayUnclippedTransSprite(short x, short y, unsigned char 
     if (!PreparePath(set, sprite, SPRITE_SHADE, true, 0, &x, &y, &s, &t))
         return;
     ShadePainter paint;
-    DrawRows(s, t, x, y, paint);
+    DrawRows(true, s, t, x, y, paint);
 }
 
 void SpriteManager::DisplayClippedTransSprite(short x, short y, unsigned char set, unsigned short sprite)
@@ -662,7 +674,7 @@ void SpriteManager::DisplayClippedTransSprite(short x, short y, unsigned char se
     if (!PreparePath(set, sprite, SPRITE_SHADE, false, 0, &x, &y, &s, &t))
         return;
     ShadePainter paint;
-    DrawRows(s, t, x, y, paint);
+    DrawRows(false, s, t, x, y, paint);
 }
 
 void SpriteManager::DisplayClippedTransSpriteSolid(short x, short y, unsigned char set, unsigned short sprite)
@@ -672,7 +684,7 @@ void SpriteManager::DisplayClippedTransSpriteSolid(short x, short y, unsigned ch
     if (!PreparePath(set, sprite, SPRITE_SHADE, false, 0, &x, &y, &s, &t))
         return;
     ShadeSolidPainter paint;
-    DrawRows(s, t, x, y, paint);
+    DrawRows(false, s, t, x, y, paint);
 }
 
 // ---------------------------------------------------------------------------
@@ -686,10 +698,10 @@ void SpriteManager::DisplayAnySprite(short x, short y, unsigned char set, unsign
         return;
     if (s.type == SPRITE_NORMAL) {
         NormalPainter paint;
-        DrawRows(s, t, x, y, paint);
+        DrawRows(Inside(s, t, x, y), s, t, x, y, paint);
     } else if (s.type == SPRITE_SHADE) {
         ShadePainter paint;
-        DrawRows(s, t, x, y, paint);
+        DrawRows(Inside(s, t, x, y), s, t, x, y, paint);
     }
 }
 
@@ -701,10 +713,10 @@ void SpriteManager::DisplayAnySpriteTransSolid(short x, short y, unsigned char s
         return;
     if (s.type == SPRITE_NORMAL) {
         NormalPainter paint;
-        DrawRows(s, t, x, y, paint);
+        DrawRows(Inside(s, t, x, y), s, t, x, y, paint);
     } else if (s.type == SPRITE_SHADE) {
         ShadeSolidPainter paint;
-        DrawRows(s, t, x, y, paint);
+        DrawRows(false, s, t, x, y, paint); // shown solid, shades have only the clipped path
     }
 }
 
@@ -743,7 +755,7 @@ void SpriteManager::DisplaySpriteTexture(short x, short y, unsigned char set, un
     if (!PrepareTexture(texture, texLeft, texTop, texWidth, texHeight, originX, originY, &tex))
         return;
     TexturePainter paint(tex);
-    DrawRows(s, t, x, y, paint);
+    DrawRows(Inside(s, t, x, y), s, t, x, y, paint);
 }
 
 void SpriteManager::DisplayUnclippedSpriteTexture(short x, short y, unsigned char set, unsigned short sprite,
@@ -759,7 +771,7 @@ void SpriteManager::DisplayUnclippedSpriteTexture(short x, short y, unsigned cha
     if (!PrepareTexture(texture, texLeft, texTop, texWidth, texHeight, originX, originY, &tex))
         return;
     TexturePainter paint(tex);
-    DrawRows(s, t, x, y, paint);
+    DrawRows(true, s, t, x, y, paint);
 }
 
 void SpriteManager::DisplayClippedSpriteTexture(short x, short y, unsigned char set, unsigned short sprite,
@@ -775,5 +787,5 @@ void SpriteManager::DisplayClippedSpriteTexture(short x, short y, unsigned char 
     if (!PrepareTexture(texture, texLeft, texTop, texWidth, texHeight, originX, originY, &tex))
         return;
     TexturePainter paint(tex);
-    DrawRows(s, t, x, y, paint);
+    DrawRows(false, s, t, x, y, paint);
 }

@@ -144,13 +144,17 @@ struct SpriteManager::Target {
     long rowIncrement = 0;
     CanvasMemory memory{nullptr};
 
-    // The columns [lo, hi) of a canvas row starting at offset `row` that
-    // lie both inside the cached width and inside the memory.
-    void Window(int64_t row, int* lo, int* hi) const
+    // The columns [lo, hi) of a canvas row starting at offset `row` that lie
+    // inside the memory and, when clipping, inside the cached width.
+    void Window(int64_t row, bool clip, int* lo, int* hi) const
     {
-        *lo = int(std::clamp<int64_t>(-row, 0, width));
-        *hi = int(std::clamp<int64_t>(memory.Size() - row, 0, width));
+        const int64_t first = clip ? 0 : -kReach, end = clip ? width : kReach;
+        *lo = int(std::clamp<int64_t>(-row, first, end));
+        *hi = int(std::clamp<int64_t>(memory.Size() - row, first, end));
     }
+
+    // Further than any sprite row reaches from its start.
+    static const int64_t kReach = 1 << 20;
 };
 
 // A rectangle of a texture canvas and the anchor of its tiling.

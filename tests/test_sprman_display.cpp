@@ -194,7 +194,7 @@ TEST_F(DisplayTest, MirroredInsidePathKeepsItsHistoricalWalk)
         {Record(6, 3, 1, 0, 0, {{1, 0x03, 4, 0, 9}}), {{4, 9}}},                              // all bytes on one pixel
         {Record(6, 4, 1, 0, 0, {{1, 0x42, 0x36, 0x00}}), {{51, 0}, {52, 6}, {53, 0}, {54, 6}}}, // c2, c1 & 0x0F leftwards
         {Record(6, 4, 1, 0, 0, {{3, 0xC2, 0x02, 0x00, 0x07, 0x81, 0x09}}), {{0, 7}, {-1, 9}}}, // skip moves left
-        {Record(6, 3, 1, 0, 0, {{1, 0x83, 0x50, 0x00}}), {}}, // an edge far right writes nothing outside
+        {Record(6, 3, 1, 0, 0, {{1, 0x83, 0x50, 0x00}}), {{77, 0x50}, {78, 0x50}, {79, 0x50}}}, // past the window
     };
     tvxtest::Window window(128, 8, 0, 2, 64, 3);
     sprites.AssociateCanvas(&window.canvas);
@@ -276,23 +276,35 @@ TEST_F(DisplayTest, CachedGeometryIdleSetsAndMissingSprites)
         EXPECT_TRUE(IsAssertFrom(log[i], "sprman")) << log[i];
 }
 
-TEST_F(DisplayTest, DamagedRecordsStayInsideTheCanvas)
+TEST_F(DisplayTest, InsidePathsReachWhereTheRecordTakesThemWithinTheCanvasMemory)
 {
     tvxtest::Window window(48, 12, 8, 3, 32, 6);
-    // The header claims width 2, the row covers 40 pixels; the second record's
+    // The header claims width 2, the rows cover 40 pixels; the second record's
     // literal runs past the end of the data area.
     const unsigned char set = SetOf({Record(6, 2, 2, 0, 0, {{1, 0xA8, 0x11}, {1, 0xA8, 0x12}}),
                                      Record(6, 4, 3, 0, 0, {{1, 0x04, 1, 2, 3, 4}, {1, 0x3F, 5, 6}})});
     sprites.AssociateCanvas(&window.canvas);
     Background(window.parent);
-    auto expected = Pixels(window.parent);
+    const unsigned char* memory = window.parent.QueryRowAddress(0);
+    Bytes expected(memory, memory + 48 * 12);
+    auto fill = [&](int row, int column, unsigned char value) {
+        std::fill(expected.begin() + row * 48 + column, expected.begin() + row * 48 + column + 40, value);
+    };
+    // Inside by its header, a sprite runs on past the window into the next rows.
     sprites.DisplaySprite(20, 2, set, 0, 0);
+    fill(5, 28, 0x11);
+    fill(6, 28, 0x12);
     sprites.DisplaySprite(0, 0, set, 1, 0);
-    // Called directly with a position that does not fit, the inside path clips.
+    std::copy_n("\1\2\3\4", 4, expected.begin() + 3 * 48 + 8);
+    // Called directly, the inside path goes where it is put, but no further
+    // than the canvas's memory.
     sprites.DisplayUnclippedSprite(-30, -1, set, 0, 0);
-    std::fill(expected[5].begin() + 28, expected[5].begin() + 40, 0x11);
-    std::fill(expected[6].begin() + 28, expected[6].begin() + 40, 0x12);
-    std::fill(expected[3].begin() + 8, expected[3].begin() + 18, 0x12);
-    EXPECT_EQ(Pixels(window.parent), expected);
-    EXPECT_EQ(LogEntries().size(), 1u);
+    fill(1, 26, 0x11);
+    fill(2, 26, 0x12);
+    sprites.DisplayUnclippedSprite(0, 20, set, 0, 0);
+    EXPECT_EQ(Bytes(memory, memory + 48 * 12), expected);
+    const auto log = LogEntries();
+    ASSERT_EQ(log.size(), 3u);
+    EXPECT_TRUE(IsAssertFrom(log[0], "sprman"));
+    EXPECT_EQ(log[1] + log[2], tvxtest::AssertLine("canvas", 399) + tvxtest::AssertLine("canvas", 399));
 }
