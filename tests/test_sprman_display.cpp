@@ -156,7 +156,8 @@ TEST_F(DisplayTest, EveryKindAndPathMatchesTheModelAtEveryEdgeOfAWindow)
 
 TEST_F(DisplayTest, FlagBitsShiftByTheHotSpotAndAnySpriteFollowsTheType)
 {
-    Canvas canvas(200, 200, 1, CANVAS_MEMORY);
+    Canvas canvas(200, 200, 1, CANVAS_MEMORY), texture(12, 6, 1, CANVAS_MEMORY);
+    texture.Clear(55);
     const unsigned char set = SetOf({Record(6, 1, 1, 5, 7, {{1, 0x01, 42}}), Record(9, 1, 1, 0, 0, {{1, 0x01, 42}})});
     sprites.AssociateCanvas(&canvas);
     canvas.SetDrawColor(77);
@@ -166,20 +167,29 @@ TEST_F(DisplayTest, FlagBitsShiftByTheHotSpotAndAnySpriteFollowsTheType)
         int call;
         unsigned long flags;
         short x, y;
-    } cases[] = {{0, 1, 95, 93}, {0, 2, 105, 107}, {0, 3, 100, 100}, {1, 3, 95, 93}, {2, 2, 100, 100}};
+        unsigned long pixel;
+    } cases[] = {{0, 1, 95, 93, 77}, {0, 2, 105, 107, 77}, {0, 3, 100, 100, 77}, {1, 3, 95, 93, 42},
+                 {2, 2, 100, 100, 42}, {3, 1, 95, 93, 55}, {3, 2, 105, 107, 55}};
     for (const auto& c : cases) {
         canvas.Clear(0);
         c.call == 0   ? sprites.DisplaySpriteSolid(100, 100, set, 0, c.flags)
         : c.call == 1 ? sprites.DisplayClippedSprite(100, 100, set, 0, c.flags)
-                      : sprites.DisplayUnclippedSprite(100, 100, set, 0, c.flags);
-        EXPECT_EQ(canvas.GetPixel(c.x, c.y), c.call == 0 ? 77u : 42u) << c.call << " flags " << c.flags;
+        : c.call == 2 ? sprites.DisplayUnclippedSprite(100, 100, set, 0, c.flags)
+                      : sprites.DisplaySpriteTexture(100, 100, set, 0, 0, 0, 1, 1, 4, 4, &texture, c.flags);
+        EXPECT_EQ(canvas.GetPixel(c.x, c.y), c.pixel) << c.call << " flags " << c.flags;
     }
-    // A record neither normal nor shading is not drawn by the either-type entries.
+    EXPECT_TRUE(LogEntries().empty());
+    // A record neither normal nor shading is not drawn by the either-type
+    // entries; a texture rectangle that does not fit its canvas (or is
+    // empty, or missing) gives no pixels.
     canvas.Clear(0);
     sprites.DisplayAnySprite(0, 0, set, 1);
     sprites.DisplayAnySpriteTransSolid(0, 0, set, 1);
+    sprites.DisplaySpriteTexture(0, 0, set, 0, 0, 0, 8, 0, 5, 3, &texture, 0);
+    sprites.DisplaySpriteTexture(0, 0, set, 0, 0, 0, 0, 0, 0, 3, &texture, 0);
+    sprites.DisplayClippedSpriteTexture(0, 0, set, 0, 0, 0, 0, 0, 3, 3, nullptr, 0);
     EXPECT_EQ(canvas.GetPixel(0, 0), 0u);
-    EXPECT_TRUE(LogEntries().empty());
+    EXPECT_EQ(LogEntries().size(), 3u);
 }
 
 TEST_F(DisplayTest, MirroredInsidePathKeepsItsHistoricalWalk)
@@ -211,26 +221,6 @@ TEST_F(DisplayTest, MirroredInsidePathKeepsItsHistoricalWalk)
         sprites.ReleaseDataset(const_cast<char*>("REV"));
     }
     EXPECT_TRUE(LogEntries().empty());
-}
-
-TEST_F(DisplayTest, TexturesFollowTheHotSpotAndNeedARectangleInsideTheirCanvas)
-{
-    Canvas canvas(64, 16, 0, CANVAS_MEMORY), texture(12, 6, 1, CANVAS_MEMORY);
-    Background(texture, 50);
-    const unsigned char set = SetOf({all});
-    sprites.AssociateCanvas(&canvas);
-    canvas.Clear(0);
-    sprites.DisplaySpriteTexture(10, 4, set, 0, -5, 9, 3, 2, 7, 3, &texture, 1);
-    std::vector<Bytes> expected(16, Bytes(64, 0));
-    const TextureModel model{Pixels(texture), 3, 2, 7, 3, -5, 9};
-    Paint(expected, all, 8, 3, Kind::Texture, {0, 0, 64, 16}, 0, &model);
-    EXPECT_EQ(Pixels(canvas), expected);
-    canvas.Clear(0);
-    sprites.DisplaySpriteTexture(10, 4, set, 0, 0, 0, 8, 0, 5, 3, &texture, 0);
-    sprites.DisplaySpriteTexture(10, 4, set, 0, 0, 0, 0, 0, 0, 3, &texture, 0);
-    sprites.DisplayClippedSpriteTexture(10, 4, set, 0, 0, 0, 0, 0, 3, 3, nullptr, 0);
-    EXPECT_EQ(Pixels(canvas), std::vector<Bytes>(16, Bytes(64, 0)));
-    EXPECT_EQ(LogEntries().size(), 3u);
 }
 
 TEST_F(DisplayTest, CachedGeometryIdleSetsAndMissingSprites)
