@@ -3,11 +3,13 @@
 // Every routine reaches pixels through the row-offset table, so one code path
 // serves top-down, bottom-up and pitched canvases. Fills are one byte fill per
 // row and copies one byte copy per row. The row table and owned pixels come
-// from the runtime heap. The unclipped routines only assert their arguments;
-// when an assertion fails they log it and draw nothing rather than write
-// outside the canvas. The display branch (CANVAS_DIRECTDRAW) is not built in
+// from the runtime heap. The unclipped routines assert their arguments and
+// draw as asked; only the memory of the canvas at the root of a sub-canvas
+// chain bounds them. The display branch (CANVAS_DIRECTDRAW) is not built in
 // yet and refuses construction with ERR_CANVAS_CREATE.
 #include "tollivex/canvas.h"
+
+#include "canvas_memory.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -317,55 +319,39 @@ void Canvas::XORRectangle(short x1, short y1, short x2, short y2)
     XORVertLine(x2, short(y1 + 1), short(y2 - 1));
 }
 
+// The unclipped routines check what they always checked and then draw as
+// asked: a line past the far edge runs on into the next row or, on a
+// sub-canvas, into the parent. Only the canvas's memory bounds them.
 void Canvas::HorizLineUnclipped(short x1, short x2, short y)
 {
-    bool ok = true;
-    if (x1 < 0 || x2 < 0 || y < 0) {
+    if (x1 < 0 || x2 < 0 || y < 0)
         Assert(1033);
-        ok = false;
-    }
-    if (x1 >= width || x2 >= width || y >= height) {
+    if (x1 >= width || x2 >= width || y >= height)
         Assert(1034);
-        ok = false;
-    }
-    if (!ok || !Drawable())
-        return;
-    std::memset(Pixel(std::min(x1, x2), y), drawColor, size_t(std::abs(x2 - x1) + 1));
+    const CanvasMemory memory(this);
+    memory.Fill(memory.Offset(std::min(x1, x2), y), std::abs(x2 - x1) + 1, drawColor);
 }
 
 void Canvas::VertLineUnclipped(short x, short y1, short y2)
 {
-    bool ok = true;
-    if (x < 0 || y1 < 0 || y2 < 0) {
+    if (x < 0 || y1 < 0 || y2 < 0)
         Assert(1069);
-        ok = false;
-    }
-    if (x >= width || y1 >= height || y2 >= height) {
+    if (x >= width || y1 >= height || y2 >= height)
         Assert(1070);
-        ok = false;
-    }
-    if (!ok || !Drawable())
-        return;
+    const CanvasMemory memory(this);
     for (int y = std::min(y1, y2); y <= std::max(y1, y2); ++y)
-        *Pixel(x, y) = drawColor;
+        memory.Fill(memory.Offset(x, y), 1, drawColor);
 }
 
 void Canvas::FilledRectUnclipped(short x1, short y1, short x2, short y2)
 {
-    if (x1 < 0 || y1 < 0 || x2 < 0 || y2 < 0) {
+    if (x1 < 0 || y1 < 0 || x2 < 0 || y2 < 0)
         Assert(1654);
-        return;
-    }
-    if (x1 >= width || x2 >= width || y1 >= height || y2 >= height) {
-        Assert(__LINE__); // past the far edges: refused rather than written
-        return;
-    }
-    if (!Drawable())
-        return;
+    const CanvasMemory memory(this);
     const int left = std::min(x1, x2);
-    const size_t count = size_t(std::abs(x2 - x1) + 1);
+    const int count = std::abs(x2 - x1) + 1;
     for (int y = std::min(y1, y2); y <= std::max(y1, y2); ++y)
-        std::memset(Pixel(left, y), drawColor, count);
+        memory.Fill(memory.Offset(left, y), count, drawColor);
 }
 
 void Canvas::FilledRectClipped(short x1, short y1, short x2, short y2)
@@ -388,13 +374,13 @@ void Canvas::FilledRectClipped(short x1, short y1, short x2, short y2)
 }
 
 namespace {
-// Draws `count` pixels from p, stepping `step` bytes, and returns where the
-// next pixel would go.
-unsigned char* Run(unsigned char* p, std::ptrdiff_t step, int count, unsigned char color)
+// Draws `count` pixels from offset `at`, stepping `step` bytes, and returns
+// where the next pixel would go.
+int64_t Run(const CanvasMemory& memory, int64_t at, std::ptrdiff_t step, int count, unsigned char color)
 {
-    for (int i = 0; i < count; ++i, p += step)
-        *p = color;
-    return p;
+    for (int i = 0; i < count; ++i, at += step)
+        memory.Fill(at, 1, color);
+    return at;
 }
 } // namespace
 
@@ -403,23 +389,17 @@ unsigned char* Run(unsigned char* p, std::ptrdiff_t step, int count, unsigned ch
 // diagonal lines) leave out the far endpoint; games are drawn around that.
 void Canvas::Line(short x1, short y1, short x2, short y2)
 {
-    bool ok = true;
-    if (x1 < 0 || y1 < 0 || x2 < 0 || y2 < 0) {
+    if (x1 < 0 || y1 < 0 || x2 < 0 || y2 < 0)
         Assert(1133);
-        ok = false;
-    }
-    if (x1 >= width || x2 >= width || y1 >= height || y2 >= height) {
+    if (x1 >= width || x2 >= width || y1 >= height || y2 >= height)
         Assert(1134);
-        ok = false;
-    }
-    if (!ok || !Drawable())
-        return;
     if (y1 > y2) {
         std::swap(x1, x2);
         std::swap(y1, y2);
     }
 
-    unsigned char* p = Pixel(x1, y1);
+    const CanvasMemory memory(this);
+    int64_t p = memory.Offset(x1, y1);
     const std::ptrdiff_t row = rowIncrement;
     int dx = x2 - x1;
     std::ptrdiff_t xStep = 1;
@@ -430,15 +410,15 @@ void Canvas::Line(short x1, short y1, short x2, short y2)
     const int dy = y2 - y1;
 
     if (dx == 0) {
-        Run(p, row, dy, drawColor);
+        Run(memory, p, row, dy, drawColor);
         return;
     }
     if (dy == 0) {
-        Run(p, xStep, dx, drawColor);
+        Run(memory, p, xStep, dx, drawColor);
         return;
     }
     if (dx == dy) {
-        Run(p, row + xStep, dx, drawColor);
+        Run(memory, p, row + xStep, dx, drawColor);
         return;
     }
 
@@ -460,7 +440,7 @@ void Canvas::Line(short x1, short y1, short x2, short y2)
     if (whole & 1)
         error += minor;
 
-    p = Run(p, alongRun, initial, drawColor) + betweenRuns;
+    p = Run(memory, p, alongRun, initial, drawColor) + betweenRuns;
     for (int i = 0; i < minor - 1; ++i) {
         int run = whole;
         error += adjUp;
@@ -468,9 +448,9 @@ void Canvas::Line(short x1, short y1, short x2, short y2)
             ++run;
             error -= adjDown;
         }
-        p = Run(p, alongRun, run, drawColor) + betweenRuns;
+        p = Run(memory, p, alongRun, run, drawColor) + betweenRuns;
     }
-    Run(p, alongRun, final, drawColor);
+    Run(memory, p, alongRun, final, drawColor);
 }
 
 void Canvas::CopyDirtyRec(short srcXIn, short srcYIn, short dstXIn, short dstYIn, short widthIn, short heightIn,
@@ -522,12 +502,9 @@ void Canvas::CopyDirtyRec(short srcXIn, short srcYIn, short dstXIn, short dstYIn
             h = dstHeight - dstY;
     }
 
-    bool ok = true;
-    const auto check = [&ok](bool condition, unsigned long line) {
-        if (!condition) {
+    const auto check = [](bool condition, unsigned long line) {
+        if (!condition)
             Assert(line);
-            ok = false;
-        }
     };
     check(srcX >= 0 && srcX < width, 1451);
     check(srcX + w <= width, 1452);
@@ -537,12 +514,16 @@ void Canvas::CopyDirtyRec(short srcXIn, short srcYIn, short dstXIn, short dstYIn
     check(dstX + w <= dstWidth, 1457);
     check(dstY >= 0 && dstY < dstHeight, 1458);
     check(dstY + h <= dstHeight, 1459);
-
     if (w < 0 || h < 0)
         return;
-    // A rectangle the assertions refused would be copied outside a canvas.
-    if (!ok || !Drawable() || !destination->Drawable())
-        return;
-    for (int i = 0; i < h; ++i)
-        std::memmove(destination->Pixel(dstX, dstY + i), Pixel(srcX, srcY + i), size_t(w));
+    // A rectangle the assertions named is copied all the same, as far as
+    // both canvases' memory goes.
+    const CanvasMemory from(this), to(destination);
+    for (int i = 0; i < h; ++i) {
+        const int64_t src = from.Offset(srcX, srcY + i), dst = to.Offset(dstX, dstY + i);
+        const int64_t lo = std::max<int64_t>({0, -src, -dst});
+        const int64_t hi = std::min<int64_t>({w, from.Size() - src, to.Size() - dst});
+        if (hi > lo)
+            std::memmove(to.At(dst + lo), from.At(src + lo), size_t(hi - lo));
+    }
 }

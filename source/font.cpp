@@ -35,10 +35,10 @@ void Font::AssociateSpriteManager(SpriteManager* manager)
 
 void Font::AssociateCanvas(Canvas* target)
 {
-    if (target == nullptr) {
+    // A null canvas is reported and still handed on: the manager then draws
+    // nowhere, for all its users.
+    if (target == nullptr)
         _AssertMsg(kSource, __LINE__);
-        return;
-    }
     // The manager draws onto this canvas from now on, for all its users.
     if (sprites != nullptr)
         sprites->AssociateCanvas(target);

@@ -1,15 +1,16 @@
 // pcx4.cpp - PcxPainter, and the module's PCX writer.
 //
-// Decoding works run by run: a run is clipped against the row once and
-// filled with one byte fill, so clipped painting costs little more than
-// unclipped. Every read is held to the associated buffer, so truncated or
-// lying files paint less, never more. Corrupt run data is not detected: a
-// line ends by its byte count alone, and a run crossing the end of a line is
-// finished in that line. Writes never leave the canvas rows, even on the
-// unclipped path, which differs from the clipped one only where the two
-// place rows (a negative y) and in painting 1-bit images as raw bytes.
+// Decoding works run by run, each run placed with one byte fill. Every read
+// is held to the associated buffer, so truncated or lying files paint less,
+// never more: a safety the format never had, kept because files come from
+// anywhere. Corrupt run data is not detected: a line ends by its byte count
+// alone, and a run crossing the end of a line is finished in that line.
+// Writes go where the painter has always put them (a monochrome row past the
+// width or below the canvas, an unclipped row wherever x puts it), held only
+// to the canvas's memory.
 #include "tollivex/pcx4.h"
 
+#include "canvas_memory.h"
 #include "pcx4_writer.h"
 #include "tollivex/canvas.h"
 #include "tollivex/palette.h"
@@ -29,20 +30,6 @@ unsigned short ReadU16(const unsigned char* p)
     return static_cast<unsigned short>(p[0] | p[1] << 8);
 }
 
-// Fills columns [from, from + count) of a row `width` wide, dropping what
-// falls outside it.
-void FillClipped(unsigned char* row, int width, long from, long count, unsigned char value)
-{
-    if (count == 1) { // most bytes of a busy image are single pixels
-        if (row != nullptr && from >= 0 && from < width)
-            row[from] = value;
-        return;
-    }
-    const long lo = std::max<long>(from, 0);
-    const long hi = std::min<long>(from + count, width);
-    if (row != nullptr && hi > lo)
-        std::memset(row + lo, value, size_t(hi - lo));
-}
 } // namespace
 
 PcxPainter::PcxPainter() : bytesPerLine(0)
@@ -117,7 +104,6 @@ ERRORSTATUS PcxPainter::QueryBitmapStats(_BITMAPSTATS* stats)
 {
     if (buffer == nullptr) {
         _AssertMsg(kSource, 487);
-        errorCode = ERR_PCX_NO_INPUT;
         return ERR_FAILURE;
     }
     if (stats == nullptr) {
@@ -179,27 +165,46 @@ void PcxPainter::DecodeLine(Sink&& sink)
 
 void PcxPainter::ReadPcxLine8(unsigned char* row, short width, int draw)
 {
-    if (buffer == nullptr)
-        return;
-    const long left = x;
-    DecodeLine([&](uint32_t offset, unsigned char value, uint32_t count) {
-        if (draw != 0)
-            FillClipped(row, width, left + long(offset), long(count), value);
-    });
+    const CanvasMemory memory(canvas);
+    PaintLine8(memory, memory.Locate(row), width, draw == 1, true);
 }
 
-// Lands each byte at row[x + n] like the clipped reader; bytes that would
-// leave the row are dropped all the same, since past the row lies another
-// row or memory that is not the canvas's.
 void PcxPainter::ReadPcxLine8Unclipped(unsigned char* row, short width, int draw)
 {
-    ReadPcxLine8(row, width, draw);
+    const CanvasMemory memory(canvas);
+    PaintLine8(memory, memory.Locate(row), width, draw == 1, false);
+}
+
+void PcxPainter::ReadPcxLine1(unsigned char* row, short width)
+{
+    const CanvasMemory memory(canvas);
+    PaintLine1(memory, memory.Locate(row), width);
+}
+
+// Byte n of the line lands at column x + n: clipped, only inside [0, width);
+// unclipped, wherever that is.
+void PcxPainter::PaintLine8(const CanvasMemory& memory, int64_t row, short width, bool draw, bool clip)
+{
+    if (buffer == nullptr)
+        return;
+    const int64_t left = x;
+    DecodeLine([&](uint32_t offset, unsigned char value, uint32_t count) {
+        if (!draw)
+            return;
+        int64_t from = left + offset, end = from + count;
+        if (clip) {
+            from = std::max<int64_t>(from, 0);
+            end = std::min<int64_t>(end, width);
+        }
+        if (end > from)
+            memory.Fill(row + from, end - from, value);
+    });
 }
 
 // Each byte is a group of 8 pixels, most significant bit first, counted from
 // column 0 whatever x is: x only cuts groups off on the left. A group that
-// straddles the right edge is cut there rather than spilling past the row.
-void PcxPainter::ReadPcxLine1(unsigned char* row, short width)
+// starts inside the width is written whole, up to 7 pixels past it.
+void PcxPainter::PaintLine1(const CanvasMemory& memory, int64_t row, short width)
 {
     if (buffer == nullptr)
         return;
@@ -209,66 +214,54 @@ void PcxPainter::ReadPcxLine1(unsigned char* row, short width)
             const long column = (long(offset) + long(n)) * 8;
             if (column >= width)
                 return;
-            if (column < cutOff || row == nullptr)
+            if (column < cutOff)
                 continue;
-            const long end = std::min<long>(column + 8, width);
-            for (long c = column; c < end; ++c)
-                row[c] = (value & (0x80 >> (c - column))) ? monoWhite : monoBlack;
+            for (int bit = 0; bit < 8; ++bit)
+                memory.Fill(row + column + bit, 1, (value & (0x80 >> bit)) ? monoWhite : monoBlack);
         }
     });
 }
 
-// Both painting paths start at the first data byte and on the canvas row of
-// the image's top edge, or row 0 when that edge lies above the canvas.
-bool PcxPainter::StartUnpacking(int* target, short* width)
-{
-    if (buffer == nullptr || canvas == nullptr)
-        return false;
-    *target = y >= 0 ? y : 0;
-    if (canvas->QueryRowAddress(static_cast<unsigned long>(*target)) == nullptr)
-        return false;
-    *width = static_cast<short>(std::min<int>(canvas->QueryWidth(), 0x7FFF));
-    readPosition = kHeaderSize;
-    return true;
-}
-
 void PcxPainter::UnpackBuffer()
 {
-    int target = 0;
-    short width = 0;
-    if (!StartUnpacking(&target, &width))
-        return;
-    const int rows = ImageRows();
-    const int height = canvas->QueryHeight();
-
-    if (buffer[3] == 8) {
-        for (int i = 0; i < rows; ++i) {
-            if (y + i >= height)
-                break;
-            if (y + i < 0) {
-                ReadPcxLine8(nullptr, width, 0);
-                continue;
-            }
-            ReadPcxLine8(canvas->QueryRowAddress(static_cast<unsigned long>(target++)), width, 1);
-        }
-        return;
-    }
-    // Monochrome rows go down from the start row one by one; those that
-    // would fall below the canvas are not painted.
-    for (int i = 0; i < rows && target < height; ++i)
-        ReadPcxLine1(canvas->QueryRowAddress(static_cast<unsigned long>(target++)), width);
+    PaintRows(true);
 }
 
 void PcxPainter::UnpackBufferUnclipped()
 {
-    int target = 0;
-    short width = 0;
-    if (!StartUnpacking(&target, &width))
+    PaintRows(false);
+}
+
+// Both paths start on the canvas row of the image's top edge, or row 0 when
+// that edge lies above the canvas. Clipped 8-bit rows skip what lies above
+// the canvas and stop at its bottom; every other row is painted one row step
+// further down, however far that goes.
+void PcxPainter::PaintRows(bool clipped)
+{
+    if (buffer == nullptr || canvas == nullptr)
         return;
+    const CanvasMemory memory(canvas);
+    int64_t row = memory.Row(canvas, static_cast<unsigned long>(y >= 0 ? y : 0));
+    const int64_t step = canvas->QueryRowIncrement();
+    const short width = static_cast<short>(std::min<int>(canvas->QueryWidth(), 0x7FFF));
     const int rows = ImageRows();
     const int height = canvas->QueryHeight();
-    for (int i = 0; i < rows && target < height; ++i)
-        ReadPcxLine8Unclipped(canvas->QueryRowAddress(static_cast<unsigned long>(target++)), width, 1);
+    readPosition = kHeaderSize;
+    for (int i = 0; i < rows; ++i) {
+        if (!clipped) {
+            PaintLine8(memory, row, width, true, false);
+        } else if (buffer[3] == 1) {
+            PaintLine1(memory, row, width);
+        } else if (y + i >= height) {
+            break;
+        } else if (y + i < 0) {
+            PaintLine8(memory, row, width, false, true);
+            continue;
+        } else {
+            PaintLine8(memory, row, width, true, true);
+        }
+        row += step;
+    }
 }
 
 // --- writer -------------------------------------------------------------
@@ -280,32 +273,31 @@ bool Put(FILE* file, const unsigned char* bytes, size_t count)
 }
 
 // One row, run-length encoded. A run counts the positions whose byte equals
-// the next one, so the run's last byte starts the next step. The comparison
-// stops at the row's last byte rather than reading the byte after the row.
-bool PutRow(FILE* file, const unsigned char* row, int width)
+// the next one, so the run's last byte starts the next step; the last
+// comparison reads the byte just past the row, which is whatever follows it
+// in the canvas's memory (nothing past the memory's end equals a pixel).
+bool PutRow(FILE* file, const CanvasMemory& memory, int64_t row, int width)
 {
+    auto at = [&](int i) { return memory.Holds(row + i) ? int(*memory.At(row + i)) : -1; };
     unsigned char out[2];
     int i = 0;
     while (i < width) {
         int n = 0;
-        while (n < 63 && i + n + 1 < width && row[i + n] == row[i + n + 1])
+        while (n < 63 && i + n < width && at(i + n) == at(i + n + 1))
             ++n;
+        const unsigned char value = static_cast<unsigned char>(at(i));
         if (n > 0) {
             out[0] = static_cast<unsigned char>(0xC0 | n);
-            out[1] = row[i];
+            out[1] = value;
             if (!Put(file, out, 2))
                 return false;
             i += n;
             continue;
         }
-        if ((row[i] & 0xC0) == 0xC0) {
-            out[0] = 0xC1;
-            out[1] = row[i];
-            if (!Put(file, out, 2))
-                return false;
-        } else if (!Put(file, row + i, 1)) {
+        out[0] = 0xC1;
+        out[1] = value;
+        if ((value & 0xC0) == 0xC0 ? !Put(file, out, 2) : !Put(file, &value, 1))
             return false;
-        }
         ++i;
     }
     return true;
@@ -336,11 +328,9 @@ unsigned short WritePcxCanvas(FILE* file, Canvas* canvas, Palette* colours, int 
     if (!Put(file, header, kHeaderSize))
         return ERR_DISK_WRITE;
 
-    for (int row = 0; row < height; ++row) {
-        const unsigned char* pixels = canvas->QueryRowAddress(static_cast<unsigned long>(row));
-        if (pixels == nullptr)
-            break;
-        if (!PutRow(file, pixels, width))
+    const CanvasMemory memory(canvas);
+    for (int row = 0; row < height && memory.Holds(memory.Offset(0, row)); ++row) {
+        if (!PutRow(file, memory, memory.Offset(0, row), width))
             return ERR_DISK_WRITE;
         if (showProgress)
             std::printf("\rWriting Line %d of %d", row + 1, height);

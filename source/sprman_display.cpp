@@ -2,13 +2,12 @@
 //
 // Records are decoded straight onto the display canvas, row by row. Each kind
 // (normal, solid, shade, shade shown solid, textured) is a small painter that
-// says what a run does to the canvas; one row walker serves them all. The
-// walker cuts every run to the canvas, so the path for sprites wholly inside
-// and the clipped path draw the same pixels: the dispatchers still pick the
-// inside path where they can, and then the cuts never bite. Reading stops at
-// the end of the set's data area and writing at the canvas edges, so a damaged
-// record or a stale canvas association cannot reach outside either buffer.
-// The mirrored kind keeps its two historical walks (see below).
+// says what a run does to the canvas; one row walker serves them all, cutting
+// runs to the canvas on the clipped paths and leaving the inside paths their
+// historical reach. Reading stops at the end of the set's data area and
+// writing at the end of the canvas's memory, so a damaged record or a stale
+// association cannot reach outside either buffer. The mirrored kind keeps its
+// two historical walks (see below).
 #include "sprman_internal.h"
 
 #include "tollivex/canvas.h"
@@ -182,9 +181,10 @@ struct RowSpan {
     int end;
 };
 
-RowSpan VisibleRows(const Sprite& s, const Target& t, int y)
+// Unclipped, every row, wherever it lands.
+RowSpan VisibleRows(const Sprite& s, const Target& t, int y, bool clip = true)
 {
-    return {std::max(0, -y), std::min(s.height, t.height - y)};
+    return clip ? RowSpan{std::max(0, -y), std::min(s.height, t.height - y)} : RowSpan{0, s.height};
 }
 
 // Steps over one row's commands without drawing; false when the data ends.
@@ -204,28 +204,34 @@ bool SkipRow(const unsigned char*& p, const unsigned char* end)
 }
 
 // The one walker of the normal, solid, shade and textured kinds. The sprite's
-// top-left is canvas (x, y); only canvas columns [0, width) and rows
-// [0, height) are touched, each run cut to them. With kLeftEdge false the
-// caller promises x >= 0, which spares the left cut on the fast path.
-template <bool kLeftEdge, class Painter>
+// top-left is canvas (x, y). Clipped, only the canvas's columns [0, width)
+// and rows [0, height), as cached at association, are touched, each run cut
+// to them; unclipped, runs land wherever the record takes them, as the fast
+// path always put them. Either way nothing is written outside the canvas's
+// memory. The first row comes from the canvas's row table, the others one
+// cached row step apart.
+template <bool kClip, class Painter>
 void WalkRows(const Sprite& s, const Target& t, int x, int y, Painter& paint)
 {
-    const RowSpan rows = VisibleRows(s, t, y);
+    const RowSpan rows = VisibleRows(s, t, y, kClip);
     if (rows.first >= rows.end)
         return;
-    const int lo = -x;           // sprite columns below lo fall left of the canvas
-    const int hi = t.width - x;  // and from hi on, right of it
     const unsigned char* p = s.Rows();
     const unsigned char* const end = s.end;
     for (int r = 0; r < rows.first; ++r) {
         if (!SkipRow(p, end))
             return;
     }
-    unsigned char* row = t.canvas->QueryRowAddress(static_cast<unsigned long>(y + rows.first));
+    int64_t row = t.memory.Row(t.canvas, y + rows.first);
     for (int r = rows.first;;) {
         if (p >= end)
             return;
         paint.Row(y + r);
+        int left = 0, right = 0;
+        t.Window(row, kClip, &left, &right);
+        const int lo = left - x; // sprite columns [lo, hi) may be drawn
+        const int hi = right - x;
+        const int64_t at = row + x;
         int column = 0;
         for (unsigned k = *p++; k > 0; --k) {
             if (p >= end)
@@ -236,20 +242,20 @@ void WalkRows(const Sprite& s, const Target& t, int x, int y, Painter& paint)
             if (kind == kLiteral) {
                 if (end - p < n)
                     return;
-                const int from = kLeftEdge ? std::max(column, lo) : column;
+                const int from = std::max(column, lo);
                 const int to = std::min(column + n, hi);
                 if (from < to)
-                    paint.Copy(row + (x + from), p + (from - column), to - from, x + from);
+                    paint.Copy(t.memory.At(at + from), p + (from - column), to - from, x + from);
                 p += n;
                 column += n;
             } else if (kind == kRepeat) {
                 if (p >= end)
                     return;
                 const unsigned char value = *p++;
-                const int from = kLeftEdge ? std::max(column, lo) : column;
+                const int from = std::max(column, lo);
                 const int to = std::min(column + n, hi);
                 if (from < to)
-                    paint.Fill(row + (x + from), to - from, value, x + from);
+                    paint.Fill(t.memory.At(at + from), to - from, value, x + from);
                 column += n;
             } else if (kind == kSkip) {
                 column += n;
@@ -261,7 +267,7 @@ void WalkRows(const Sprite& s, const Target& t, int x, int y, Painter& paint)
                 for (int i = 0; i < 2 * n; ++i) {
                     const int c = column + i;
                     if (c >= lo && c < hi)
-                        paint.Pixel(row + (x + c), pair[i & 1], x + c);
+                        paint.Pixel(t.memory.At(at + c), pair[i & 1], x + c);
                 }
                 column += 2 * n;
             }
@@ -272,10 +278,11 @@ void WalkRows(const Sprite& s, const Target& t, int x, int y, Painter& paint)
     }
 }
 
+// The inside (unclipped) path or the clipped one.
 template <class Painter>
-void DrawRows(const Sprite& s, const Target& t, int x, int y, Painter& paint)
+void DrawRows(bool inside, const Sprite& s, const Target& t, int x, int y, Painter& paint)
 {
-    if (x >= 0)
+    if (inside)
         WalkRows<false>(s, t, x, y, paint);
     else
         WalkRows<true>(s, t, x, y, paint);
@@ -295,14 +302,16 @@ void DrawMirrored(const Sprite& s, const Target& t, int x, int y)
         if (!reader.NextRow(&commands) || !reader.SkipCommands(commands))
             return;
     }
-    unsigned char* row = t.canvas->QueryRowAddress(static_cast<unsigned long>(y + rows.first));
+    int64_t row = t.memory.Row(t.canvas, y + rows.first);
     for (int r = rows.first; r < rows.end; ++r) {
         if (!reader.NextRow(&commands))
             return;
+        int left = 0, right = 0;
+        t.Window(row, true, &left, &right);
         int column = x + s.width;
         auto put = [&](unsigned char value) {
-            if (column >= 0 && column < t.width)
-                row[column] = value;
+            if (column >= left && column < right)
+                *t.memory.At(row + column) = value;
             --column;
         };
         for (; commands > 0; --commands) {
@@ -336,26 +345,29 @@ void DrawMirrored(const Sprite& s, const Target& t, int x, int y)
 // sprites rely on its look, so it is kept: a row's right edge is x plus the
 // 16-bit value two bytes after its command count; a repeat moves left and
 // fills rightwards; a literal piles all its bytes onto one pixel; a pair puts
-// c2 then (c1 & 0x0F) leftwards. Pixels off the canvas are dropped.
+// c2 then (c1 & 0x0F) leftwards. Like the other fast paths it has no bounds
+// of its own: only pixels outside the canvas's memory are dropped.
 void DrawMirroredAsStored(const Sprite& s, const Target& t, int x, int y)
 {
-    const RowSpan rows = VisibleRows(s, t, y);
+    const RowSpan rows = VisibleRows(s, t, y, false);
     if (rows.first >= rows.end)
         return;
     const unsigned char* const end = s.end;
     auto byteAt = [end](const unsigned char* q) { return q < end ? unsigned(*q) : 0u; };
     RowReader reader(s.Rows(), end);
-    unsigned char* row = t.canvas->QueryRowAddress(static_cast<unsigned long>(y + rows.first));
+    int64_t row = t.memory.Row(t.canvas, y + rows.first);
     for (int r = 0; r < rows.end; ++r) {
         const bool visible = r >= rows.first;
+        int left = 0, right = 0;
+        t.Window(row, false, &left, &right);
         const unsigned char* const countByte = reader.Position();
         unsigned commands = 0;
         if (!reader.NextRow(&commands))
             return;
         int column = x + int(byteAt(countByte + 2) | byteAt(countByte + 3) << 8);
         auto put = [&](int c, unsigned char value) {
-            if (visible && c >= 0 && c < t.width)
-                row[c] = value;
+            if (visible && c >= left && c < right)
+                *t.memory.At(row + c) = value;
         };
         for (; commands > 0; --commands) {
             unsigned char command = 0;
@@ -395,10 +407,10 @@ void DrawMirroredAsStored(const Sprite& s, const Target& t, int x, int y)
 
 bool SpriteManager::LookUp(unsigned char set, unsigned short sprite, Sprite* found, bool reportMissing)
 {
-    if (!SetInUse(set)) {
+    // A set that is not in use is reported and drawn all the same: an idle
+    // one still holds its sprites. A free one has none and stops below.
+    if (!SetInUse(set))
         _AssertMsg(kSource, __LINE__);
-        return false;
-    }
     char name[21];
     std::memcpy(name, datasetNames[set], 20);
     name[20] = '\0';
@@ -438,17 +450,12 @@ bool SpriteManager::LookUp(unsigned char set, unsigned short sprite, Sprite* fou
     return true;
 }
 
+// The geometry is the one cached at association, never refreshed: a canvas
+// associated before its first lock draws with the pitch it had then. Only
+// the canvas's memory bounds what that reaches.
 bool SpriteManager::PrepareTarget(Target* target)
 {
     if (displayCanvas == nullptr) {
-        _AssertMsg(kSource, __LINE__);
-        return false;
-    }
-    // The geometry is the one cached at association; a canvas that has since
-    // shrunk or changed its pitch would be drawn outside of, so it is refused
-    // until it is associated again.
-    if (displayCanvas->Validate() == 0 || canvasWidth > displayCanvas->QueryWidth() ||
-        canvasHeight > displayCanvas->QueryHeight() || canvasRowIncrement != displayCanvas->QueryRowIncrement()) {
         _AssertMsg(kSource, __LINE__);
         return false;
     }
@@ -456,6 +463,7 @@ bool SpriteManager::PrepareTarget(Target* target)
     target->width = canvasWidth;
     target->height = canvasHeight;
     target->rowIncrement = canvasRowIncrement;
+    target->memory = CanvasMemory(displayCanvas);
     return true;
 }
 
@@ -536,7 +544,7 @@ void SpriteManager::DisplaySprite(short x, short y, unsigned char set, unsigned 
         return;
     CheckType(s, SPRITE_NORMAL);
     NormalPainter paint;
-    DrawRows(s, t, x, y, paint);
+    DrawRows(Inside(s, t, x, y), s, t, x, y, paint);
 }
 
 void SpriteManager::DisplayUnclippedSprite(short x, short y, unsigned char set, unsigned short sprite,
@@ -547,7 +555,7 @@ void SpriteManager::DisplayUnclippedSprite(short x, short y, unsigned char set, 
     if (!PreparePath(set, sprite, SPRITE_NORMAL, true, flags, &x, &y, &s, &t))
         return;
     NormalPainter paint;
-    DrawRows(s, t, x, y, paint);
+    DrawRows(true, s, t, x, y, paint);
 }
 
 void SpriteManager::DisplayClippedSprite(short x, short y, unsigned char set, unsigned short sprite,
@@ -558,7 +566,7 @@ void SpriteManager::DisplayClippedSprite(short x, short y, unsigned char set, un
     if (!PreparePath(set, sprite, SPRITE_NORMAL, false, flags, &x, &y, &s, &t))
         return;
     NormalPainter paint;
-    DrawRows(s, t, x, y, paint);
+    DrawRows(false, s, t, x, y, paint);
 }
 
 // ---------------------------------------------------------------------------
@@ -610,7 +618,7 @@ void SpriteManager::DisplaySpriteSolid(short x, short y, unsigned char set, unsi
         return;
     CheckType(s, SPRITE_NORMAL);
     SolidPainter paint{displayCanvas->QueryDrawColor()};
-    DrawRows(s, t, x, y, paint);
+    DrawRows(Inside(s, t, x, y), s, t, x, y, paint);
 }
 
 void SpriteManager::DisplayUnclippedSpriteSolid(short x, short y, unsigned char set, unsigned short sprite,
@@ -621,7 +629,7 @@ void SpriteManager::DisplayUnclippedSpriteSolid(short x, short y, unsigned char 
     if (!PreparePath(set, sprite, SPRITE_NORMAL, true, flags, &x, &y, &s, &t))
         return;
     SolidPainter paint{displayCanvas->QueryDrawColor()};
-    DrawRows(s, t, x, y, paint);
+    DrawRows(true, s, t, x, y, paint);
 }
 
 void SpriteManager::DisplayClippedSpriteSolid(short x, short y, unsigned char set, unsigned short sprite,
@@ -632,7 +640,7 @@ void SpriteManager::DisplayClippedSpriteSolid(short x, short y, unsigned char se
     if (!PreparePath(set, sprite, SPRITE_NORMAL, false, flags, &x, &y, &s, &t))
         return;
     SolidPainter paint{displayCanvas->QueryDrawColor()};
-    DrawRows(s, t, x, y, paint);
+    DrawRows(false, s, t, x, y, paint);
 }
 
 // ---------------------------------------------------------------------------
@@ -646,7 +654,7 @@ void SpriteManager::DisplayTransSprite(short x, short y, unsigned char set, unsi
         return;
     CheckType(s, SPRITE_SHADE);
     ShadePainter paint;
-    DrawRows(s, t, x, y, paint);
+    DrawRows(Inside(s, t, x, y), s, t, x, y, paint);
 }
 
 void SpriteManager::DisplayUnclippedTransSprite(short x, short y, unsigned char set, unsigned short sprite)
@@ -656,7 +664,7 @@ void SpriteManager::DisplayUnclippedTransSprite(short x, short y, unsigned char 
     if (!PreparePath(set, sprite, SPRITE_SHADE, true, 0, &x, &y, &s, &t))
         return;
     ShadePainter paint;
-    DrawRows(s, t, x, y, paint);
+    DrawRows(true, s, t, x, y, paint);
 }
 
 void SpriteManager::DisplayClippedTransSprite(short x, short y, unsigned char set, unsigned short sprite)
@@ -666,7 +674,7 @@ void SpriteManager::DisplayClippedTransSprite(short x, short y, unsigned char se
     if (!PreparePath(set, sprite, SPRITE_SHADE, false, 0, &x, &y, &s, &t))
         return;
     ShadePainter paint;
-    DrawRows(s, t, x, y, paint);
+    DrawRows(false, s, t, x, y, paint);
 }
 
 void SpriteManager::DisplayClippedTransSpriteSolid(short x, short y, unsigned char set, unsigned short sprite)
@@ -676,7 +684,7 @@ void SpriteManager::DisplayClippedTransSpriteSolid(short x, short y, unsigned ch
     if (!PreparePath(set, sprite, SPRITE_SHADE, false, 0, &x, &y, &s, &t))
         return;
     ShadeSolidPainter paint;
-    DrawRows(s, t, x, y, paint);
+    DrawRows(false, s, t, x, y, paint);
 }
 
 // ---------------------------------------------------------------------------
@@ -690,10 +698,10 @@ void SpriteManager::DisplayAnySprite(short x, short y, unsigned char set, unsign
         return;
     if (s.type == SPRITE_NORMAL) {
         NormalPainter paint;
-        DrawRows(s, t, x, y, paint);
+        DrawRows(Inside(s, t, x, y), s, t, x, y, paint);
     } else if (s.type == SPRITE_SHADE) {
         ShadePainter paint;
-        DrawRows(s, t, x, y, paint);
+        DrawRows(Inside(s, t, x, y), s, t, x, y, paint);
     }
 }
 
@@ -705,10 +713,10 @@ void SpriteManager::DisplayAnySpriteTransSolid(short x, short y, unsigned char s
         return;
     if (s.type == SPRITE_NORMAL) {
         NormalPainter paint;
-        DrawRows(s, t, x, y, paint);
+        DrawRows(Inside(s, t, x, y), s, t, x, y, paint);
     } else if (s.type == SPRITE_SHADE) {
         ShadeSolidPainter paint;
-        DrawRows(s, t, x, y, paint);
+        DrawRows(false, s, t, x, y, paint); // shown solid, shades have only the clipped path
     }
 }
 
@@ -747,7 +755,7 @@ void SpriteManager::DisplaySpriteTexture(short x, short y, unsigned char set, un
     if (!PrepareTexture(texture, texLeft, texTop, texWidth, texHeight, originX, originY, &tex))
         return;
     TexturePainter paint(tex);
-    DrawRows(s, t, x, y, paint);
+    DrawRows(Inside(s, t, x, y), s, t, x, y, paint);
 }
 
 void SpriteManager::DisplayUnclippedSpriteTexture(short x, short y, unsigned char set, unsigned short sprite,
@@ -763,7 +771,7 @@ void SpriteManager::DisplayUnclippedSpriteTexture(short x, short y, unsigned cha
     if (!PrepareTexture(texture, texLeft, texTop, texWidth, texHeight, originX, originY, &tex))
         return;
     TexturePainter paint(tex);
-    DrawRows(s, t, x, y, paint);
+    DrawRows(true, s, t, x, y, paint);
 }
 
 void SpriteManager::DisplayClippedSpriteTexture(short x, short y, unsigned char set, unsigned short sprite,
@@ -779,5 +787,5 @@ void SpriteManager::DisplayClippedSpriteTexture(short x, short y, unsigned char 
     if (!PrepareTexture(texture, texLeft, texTop, texWidth, texHeight, originX, originY, &tex))
         return;
     TexturePainter paint(tex);
-    DrawRows(s, t, x, y, paint);
+    DrawRows(false, s, t, x, y, paint);
 }

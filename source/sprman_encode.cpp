@@ -5,9 +5,11 @@
 // stored in its slot. They differ in how a row becomes commands. Existing
 // data files hold exactly what these produce, so the choice and order of
 // commands, the run caps and the buffer checks are kept as they have always
-// been; only reading and writing are bounded: pixels outside the encode
-// canvas count as transparent (and match no other pixel), and a command that
-// would not fit the scratch buffer fails like an overlong literal does.
+// been. The rectangle is not clipped against the encode canvas: what lies
+// beyond its edges is read as it lies in memory (the next row's bytes, or the
+// parent's around a sub-canvas). Only pixels outside the canvas's memory
+// count as transparent (and match no other pixel), and a command that would
+// not fit the scratch buffer fails like an overlong literal does.
 #include "sprman_internal.h"
 
 #include "tollivex/canvas.h"
@@ -51,17 +53,14 @@ struct SourceRow {
     std::vector<int> pixels;
     int width = 0;
 
-    void Load(Canvas* canvas, int x, int y, int w)
+    void Load(Canvas* canvas, const CanvasMemory& memory, int x, int y, int w)
     {
         width = w;
         pixels.assign(size_t(w) + 4, kNoPixel);
-        const int canvasWidth = canvas->QueryWidth();
-        if (y < 0 || y >= canvas->QueryHeight())
-            return;
-        const unsigned char* row = canvas->QueryRowAddress(static_cast<unsigned long>(y));
+        const int64_t row = memory.Row(canvas, static_cast<unsigned long>(y)) + x;
         for (int i = 0; i < w + 4; ++i) {
-            if (x + i < canvasWidth)
-                pixels[size_t(i)] = row[x + i];
+            if (memory.Holds(row + i))
+                pixels[size_t(i)] = *memory.At(row + i);
         }
     }
     int operator[](int i) const { return pixels[size_t(i)]; }
@@ -280,8 +279,9 @@ int EncodeRecord(Canvas* canvas, const EncodeRequest& request, const RowEncoder&
     unsigned long storedEnd = kHeaderSize;
     int storedRows = 0;
     SourceRow px;
+    const CanvasMemory memory(canvas);
     for (int r = 0; r < request.height; ++r) {
-        px.Load(canvas, request.x, request.y + r, request.width);
+        px.Load(canvas, memory, request.x, request.y + r, request.width);
         const int status = rows.Encode(px, out, extent);
         if (status == kEmptyRow)
             continue;

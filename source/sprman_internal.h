@@ -7,9 +7,11 @@
 #ifndef TOLLIVEX_SPRMAN_INTERNAL_H
 #define TOLLIVEX_SPRMAN_INTERNAL_H
 
+#include "canvas_memory.h"
 #include "tollivex/canvas.h"
 #include "tollivex/sprman.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
@@ -133,12 +135,26 @@ struct SpriteManager::Sprite {
     const unsigned char* Rows() const { return record + sprman::kHeaderSize; }
 };
 
-// The display canvas with the geometry cached at association.
+// The display canvas with the geometry cached at association, and the
+// memory its drawing is held to.
 struct SpriteManager::Target {
-    Canvas* canvas;
-    int width;
-    int height;
-    long rowIncrement;
+    Canvas* canvas = nullptr;
+    int width = 0;
+    int height = 0;
+    long rowIncrement = 0;
+    CanvasMemory memory{nullptr};
+
+    // The columns [lo, hi) of a canvas row starting at offset `row` that lie
+    // inside the memory and, when clipping, inside the cached width.
+    void Window(int64_t row, bool clip, int* lo, int* hi) const
+    {
+        const int64_t first = clip ? 0 : -kReach, end = clip ? width : kReach;
+        *lo = int(std::clamp<int64_t>(-row, first, end));
+        *hi = int(std::clamp<int64_t>(memory.Size() - row, first, end));
+    }
+
+    // Further than any sprite row reaches from its start.
+    static const int64_t kReach = 1 << 20;
 };
 
 // A rectangle of a texture canvas and the anchor of its tiling.

@@ -72,6 +72,7 @@ private:
     void BuildRowTable(uint32_t step, uint32_t rows, bool topDownOrder);
     bool Drawable() const;
     unsigned char* Pixel(int x, int y) const;
+    friend class CanvasMemory; // the library's bounds on drawing that may leave the canvas
 
     uint16_t width;
     uint16_t height;

@@ -1,5 +1,6 @@
-// Helpers the canvas, palette and PCX tests share: seeded random bytes, a
-// canvas drawn as text, and the library's assertion log line.
+// Helpers the surface, image and sprite tests share: seeded random bytes, a
+// canvas drawn as text, a sub-canvas inside a wider parent, and the
+// library's assertion log line.
 #ifndef TOLLIVEX_TESTS_PICTURES_H
 #define TOLLIVEX_TESTS_PICTURES_H
 
@@ -38,6 +39,29 @@ inline std::string Picture(Canvas& canvas)
     }
     return text;
 }
+
+inline void LockNow(Canvas& canvas)
+{
+    int restored = 0;
+    canvas.Lock(&restored, 0);
+}
+
+// A locked sub-canvas at (left, top) of a parent filled with `fill`: what
+// is drawn past the sub-canvas's edges shows in the parent.
+struct Window {
+    Canvas parent;
+    Canvas canvas;
+    Window(int parentWidth, int parentHeight, int left, int top, int width, int height, int topDown = 1,
+           unsigned char fill = 0)
+        : parent(static_cast<unsigned short>(parentWidth), static_cast<unsigned short>(parentHeight), topDown,
+                 CANVAS_MEMORY),
+          canvas(static_cast<unsigned short>(left), static_cast<unsigned short>(top),
+                 static_cast<unsigned short>(width), static_cast<unsigned short>(height), &parent)
+    {
+        parent.Clear(fill);
+        LockNow(canvas);
+    }
+};
 
 inline std::string AssertLine(const std::string& file, unsigned long line)
 {
