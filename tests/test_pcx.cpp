@@ -312,8 +312,9 @@ TEST_F(PcxTest, NativeOnlyPaintsFilesFromNetpbm)
         painter.MonoSetBlack(4);
         painter.SetPosition(mono ? 0 : 2, 1);
         ASSERT_EQ(painter.PaintCanvas(1, 1), ERR_OK);
-        if (!mono)
+        if (!mono) {
             EXPECT_EQ(PaletteOf(painter), palette);
+        }
         for (short y = 0; y < height; ++y)
             for (short x = 0; x < width; ++x) {
                 const unsigned index = indices[size_t(y * width + x)];
