@@ -5,7 +5,8 @@
 // mode, the display mode's size in full screen, 8 bits a pixel. Blt stretches
 // nearest-neighbour, clips to the screen when a clipper is attached and
 // refuses rectangles outside the surface otherwise. Locks cover the whole
-// surface. Palettes are 256 entries. A surface keeps its palette and clipper
+// surface. Every primary of one DirectDraw object shows the same screen
+// memory. Palettes are 256 entries. A surface keeps its palette and clipper
 // alive, and releasing the DirectDraw object ends everything it made.
 //
 // Object shells are never freed, only marked dead (their pixels are): a
@@ -125,34 +126,52 @@ bool Inside(const RECT& rect, long width, long height)
            rect.right <= width && rect.bottom <= height;
 }
 
+// Pixel memory: a surface's own, or the screen that every primary of one
+// DirectDraw object shows.
+struct Pixels {
+    int width = 0;
+    int height = 0;
+    int pitch = 0;
+    std::unique_ptr<unsigned char, decltype(&std::free)> bytes{nullptr, &std::free};
+};
+
+std::shared_ptr<Pixels> NewPixels(int width, int height)
+{
+    auto pixels = std::make_shared<Pixels>();
+    pixels->width = width;
+    pixels->height = height;
+    pixels->pitch = width + TheDevice().pitchPadding;
+    pixels->bytes.reset(static_cast<unsigned char*>(std::calloc(size_t(pixels->pitch) * size_t(height) + 1, 1)));
+    return pixels->bytes ? pixels : nullptr;
+}
+
 struct HeadlessSurface final : IDirectDrawSurface, Shell {
+    std::shared_ptr<Pixels> memory;
     int width = 0;
     int height = 0;
     int pitch = 0;
     DWORD caps = 0;
-    std::unique_ptr<unsigned char, decltype(&std::free)> pixels{nullptr, &std::free};
     bool lost = false;
     bool locked = false;
     HeadlessPalette* palette = nullptr;
     HeadlessClipper* clipper = nullptr;
 
-    bool Allocate(int w, int h)
+    void Take(std::shared_ptr<Pixels> pixels)
     {
-        width = w;
-        height = h;
-        pitch = w + TheDevice().pitchPadding;
-        pixels.reset(static_cast<unsigned char*>(std::calloc(size_t(pitch) * size_t(h) + 1, 1)));
-        return pixels != nullptr;
+        memory = std::move(pixels);
+        width = memory->width;
+        height = memory->height;
+        pitch = memory->pitch;
     }
 
-    unsigned char* Row(long y) const { return pixels.get() + size_t(y) * size_t(pitch); }
+    unsigned char* Row(long y) const { return memory->bytes.get() + size_t(y) * size_t(pitch); }
 
     bool Primary() const { return alive && (caps & DDSCAPS_PRIMARYSURFACE); }
 
     void Die() override
     {
         alive = false;
-        pixels.reset();
+        memory.reset();
         Drop(palette);
         Drop(clipper);
         palette = nullptr;
@@ -232,7 +251,7 @@ struct HeadlessSurface final : IDirectDrawSurface, Shell {
         description.dwWidth = DWORD(width);
         description.dwHeight = DWORD(height);
         description.lPitch = pitch;
-        description.lpSurface = pixels.get();
+        description.lpSurface = memory->bytes.get();
         description.ddpfPixelFormat = DDPIXELFORMAT{sizeof(DDPIXELFORMAT), DDPF_PALETTEINDEXED8 | DDPF_RGB, 0, 8, 0, 0, 0, 0};
         description.ddsCaps.dwCaps = caps;
     }
@@ -293,11 +312,13 @@ struct HeadlessSurface final : IDirectDrawSurface, Shell {
     }
 };
 
-HeadlessSurface* LivePrimary(const Shell* owner)
+// The newest primary still alive: what the screen shows now.
+const HeadlessSurface* LivePrimary()
 {
-    for (auto& shell : TheDevice().shells) {
-        auto* surface = dynamic_cast<HeadlessSurface*>(shell.get());
-        if (surface != nullptr && surface->Primary() && (owner == nullptr || surface->owner == owner))
+    const auto& shells = TheDevice().shells;
+    for (auto shell = shells.rbegin(); shell != shells.rend(); ++shell) {
+        auto* surface = dynamic_cast<const HeadlessSurface*>(shell->get());
+        if (surface != nullptr && surface->Primary())
             return surface;
     }
     return nullptr;
@@ -307,6 +328,7 @@ struct HeadlessDirectDraw final : IDirectDraw, Shell {
     DWORD level = 0;
     int modeWidth = 0; // 0: the desktop
     int modeHeight = 0;
+    std::weak_ptr<Pixels> screen;
 
     void Die() override
     {
@@ -358,22 +380,29 @@ struct HeadlessDirectDraw final : IDirectDraw, Shell {
         if (level == 0)
             return DDERR_NOCOOPERATIVELEVELSET;
         const bool primary = asked.ddsCaps.dwCaps & DDSCAPS_PRIMARYSURFACE;
-        if (primary && LivePrimary(this) != nullptr)
-            return DDERR_PRIMARYSURFACEALREADYEXISTS;
         const bool sized = (asked.dwFlags & (DDSD_WIDTH | DDSD_HEIGHT)) == (DDSD_WIDTH | DDSD_HEIGHT);
         if (primary ? (asked.dwFlags & (DDSD_WIDTH | DDSD_HEIGHT)) != 0
                     : !sized || asked.dwWidth == 0 || asked.dwHeight == 0)
             return DDERR_INVALIDPARAMS;
+        auto pixels = primary ? Screen() : NewPixels(int(asked.dwWidth), int(asked.dwHeight));
+        if (pixels == nullptr)
+            return DDERR_OUTOFMEMORY;
         auto* surface = Make<HeadlessSurface>(this);
         surface->caps = asked.ddsCaps.dwCaps;
-        const bool allocated = primary ? surface->Allocate(ScreenWidth(), ScreenHeight())
-                                       : surface->Allocate(int(asked.dwWidth), int(asked.dwHeight));
-        if (!allocated) {
-            surface->Die();
-            return DDERR_OUTOFMEMORY;
-        }
+        surface->Take(std::move(pixels));
         *lplpDDSurface = surface;
         return DD_OK;
+    }
+
+    // The screen the primaries share, made anew when the mode has changed.
+    std::shared_ptr<Pixels> Screen()
+    {
+        auto current = screen.lock();
+        if (current == nullptr || current->width != ScreenWidth() || current->height != ScreenHeight()) {
+            current = NewPixels(ScreenWidth(), ScreenHeight());
+            screen = current;
+        }
+        return current;
     }
 
     int ScreenWidth() const { return modeWidth ? modeWidth : TheDevice().desktopWidth; }
@@ -547,7 +576,7 @@ void HeadlessLoseSurfaces()
 
 int HeadlessReadScreen(unsigned char* indices, unsigned char* rgb, int width, int height)
 {
-    const HeadlessSurface* primary = LivePrimary(nullptr);
+    const HeadlessSurface* primary = LivePrimary();
     if (primary == nullptr || width < 0 || height < 0 || width > primary->width || height > primary->height)
         return -1;
     for (int y = 0; y < height; ++y) {
