@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -467,52 +468,101 @@ TEST_F(DisplayCanvas, SystemPaletteThroughGdiOrDirectDrawAloneHeadless)
 
 #ifdef _WIN32
 #include <windows.h>
+#include <ddraw.h>
 
-// The real DirectDraw under Wine: a plain window, a windowed display canvas
-// and the pixels read back from the window through GDI.
-TEST(DisplayWindows, FrameReadBackFromTheWindowMatchesWhatWasDrawn)
+namespace {
+// A borderless window at the screen's top-left, so client and screen
+// coordinates agree.
+HWND OpenWindow(int width, int height)
 {
-    DebugInit();
     WNDCLASSA windowClass = {};
     windowClass.lpfnWndProc = DefWindowProcA;
     windowClass.hInstance = GetModuleHandleA(nullptr);
     windowClass.lpszClassName = "TollivexDisplayTest";
     RegisterClassA(&windowClass);
-    HWND window = CreateWindowA("TollivexDisplayTest", "display", WS_POPUP | WS_VISIBLE, 0, 0, 64, 32, nullptr,
-                                nullptr, windowClass.hInstance, nullptr);
+    return CreateWindowA("TollivexDisplayTest", "display", WS_POPUP | WS_VISIBLE, 0, 0, width, height, nullptr,
+                         nullptr, windowClass.hInstance, nullptr);
+}
+} // namespace
+
+// The real DirectDraw under Wine on an 8-bit X screen: the primary holds the
+// drawn indices, and the window shows them through the palette. Entries 0
+// and 255 stay the system's black and white (no DDPCAPS_ALLOW256), and GDI
+// shows every colour as the nearest one the 8-bit screen can.
+TEST(DisplayWindows, FrameOnTheScreenMatchesWhatWasDrawn)
+{
+    DebugInit();
+    HWND window = OpenWindow(64, 32);
     ASSERT_NE(window, nullptr);
     unsigned short status = 0;
     ASSERT_EQ(CanvasInitialize(0, window, 64, 32, 8, &status), ERR_OK) << status;
     Palette palette;
     MakeRamp(palette);
+    HDC dc = GetDC(window);
     {
         Canvas display(64, 32, 1, CANVAS_DIRECTDRAW);
-        ASSERT_EQ(display.errorCode, 0) << LogEntries().size();
-        HDC dc = GetDC(window);
+        ASSERT_EQ(display.errorCode, 0);
         display.SetSystemVariables(dc);
         display.SetSystemPalette(&palette, 0);
-        POINT corner = {0, 0};
-        ClientToScreen(window, &corner);
-        *QueryCanvasRect() = {corner.x, corner.y, corner.x + 64, corner.y + 32};
+        *QueryCanvasRect() = {0, 0, 64, 32};
         int restored = 0;
-        ASSERT_EQ(display.Lock(&restored, 0), ERR_OK) << LogEntries().back();
+        ASSERT_EQ(display.Lock(&restored, 0), ERR_OK);
         DrawPattern(display);
         display.Unlock();
         display.Flip(&restored);
 
         Canvas model(64, 32, 1, CANVAS_MEMORY);
         DrawPattern(model);
+        DDSURFACEDESC screen = {};
+        screen.dwSize = sizeof screen;
+        ASSERT_EQ(display.primarySurface->Lock(nullptr, &screen, DDLOCK_WAIT, nullptr), DD_OK);
+        ASSERT_EQ(screen.ddpfPixelFormat.dwRGBBitCount, 8u) << "the X screen must be 8-bit";
+        std::vector<unsigned char> indices(64 * 32);
+        for (int y = 0; y < 32; ++y)
+            std::memcpy(&indices[y * 64], static_cast<unsigned char*>(screen.lpSurface) + y * screen.lPitch, 64);
+        display.primarySurface->Unlock(nullptr);
         for (int y = 0; y < 32; ++y) {
             for (int x = 0; x < 64; ++x) {
-                const COLORREF seen = GetPixel(dc, x, y);
                 const unsigned index = model.GetPixel(short(x), short(y));
-                ASSERT_EQ(seen, RGB(index, 255 - index, index / 2)) << x << "," << y;
+                ASSERT_EQ(indices[y * 64 + x], index) << x << "," << y;
+                const COLORREF shown = index == 0     ? RGB(0, 0, 0)
+                                       : index == 255 ? RGB(255, 255, 255)
+                                                      : GetNearestColor(dc, RGB(index, 255 - index, index / 2));
+                ASSERT_EQ(GetPixel(dc, x, y), shown) << x << "," << y;
             }
         }
         display.ReleaseSystemPalette();
-        ReleaseDC(window, dc);
     }
+    ReleaseDC(window, dc);
     CanvasUninitialize();
+    DestroyWindow(window);
+}
+
+// Full screen: a mode the X server cannot switch to is refused as stated.
+TEST(DisplayWindows, FullScreenModesAreTakenOrRefusedAsStated)
+{
+    HWND window = OpenWindow(64, 32);
+    ASSERT_NE(window, nullptr);
+    const unsigned short modes[][3] = {{640, 480, 8}, {800, 600, 8}, {640, 480, 16}};
+    for (const auto& mode : modes) {
+        DebugInit();
+        unsigned short status = 0;
+        if (CanvasInitialize(CANVASINIT_FULLSCREEN, window, mode[0], mode[1], mode[2], &status) == ERR_OK) {
+            Canvas display(640, 480, 1, CANVAS_DIRECTDRAW | CANVAS_FULLSCREEN);
+            int restored = 0;
+            EXPECT_EQ(display.errorCode, 0);
+            EXPECT_EQ(display.Lock(&restored, 0), ERR_OK);
+            display.Unlock();
+            EXPECT_EQ(display.Flip(&restored), 1);
+        } else {
+            EXPECT_EQ(status, ERR_CANVAS_MODE) << mode[0] << "x" << mode[1] << "x" << mode[2];
+            const Lines log = LogEntries();
+            ASSERT_FALSE(log.empty());
+            EXPECT_TRUE(log.back() == "Debug Message: Set video mode failed." ||
+                        log.back() == "Debug Message: Set cooperative level failed.") << log.back();
+        }
+        CanvasUninitialize();
+    }
     DestroyWindow(window);
 }
 #endif
