@@ -355,7 +355,7 @@ bool ShowScene(Assets& assets, Palette& palette, void* window, const char* outpu
     std::printf("scene: %d sprites and two lines of text, %.3f ms a frame\n", drawn, milliseconds);
 
     std::vector<unsigned char> rgb(size_t(kWidth) * kHeight * 3);
-    const bool read = ReadScreen(window, rgb.data(), kWidth, kHeight);
+    const bool read = ReadScreen(frame, palette, rgb.data(), kWidth, kHeight);
     frame.ReleaseSystemPalette();
     if (!read)
         return Fail("reading the screen back", 0);

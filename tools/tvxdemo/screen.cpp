@@ -1,12 +1,22 @@
 // screen.cpp - the demo's window and its read-back. Natively the headless
-// device's screen; on Windows a popup window whose pixels come back through
-// GDI, so the frame is checked as the player would see it.
+// device's screen; on Windows a popup window over the real DirectDraw.
+//
+// On Windows the frame is read from the primary surface, the screen's own
+// memory, and turned into colours through the game's palette. Reading the
+// window through GDI would be no better a witness: on an 8-bit desktop GDI
+// reports each colour as the nearest the screen can show (under Wine and
+// Xvfb a shared colour cube), and DirectDraw keeps entries 0 and 255 for the
+// system's black and white, so GDI's colours differ from the palette's by
+// design while the indices on the screen are exact.
 #include "screen.h"
 
 #include <tollivex.h>
 
+#include <cstdio>
+
 #ifdef _WIN32
 #include <windows.h>
+#include <ddraw.h>
 
 namespace {
 void PumpMessages()
@@ -45,39 +55,27 @@ void* ScreenDeviceContext(void* window)
     return GetDC(static_cast<HWND>(window));
 }
 
-bool ReadScreen(void* window, unsigned char* rgb, int width, int height)
+bool ReadScreen(Canvas& display, Palette& palette, unsigned char* rgb, int width, int height)
 {
     PumpMessages();
-    HDC windowDc = GetDC(static_cast<HWND>(window));
-    HDC memoryDc = CreateCompatibleDC(windowDc);
-    BITMAPINFO info = {};
-    info.bmiHeader.biSize = sizeof(BITMAPINFOHEADER);
-    info.bmiHeader.biWidth = width;
-    info.bmiHeader.biHeight = -height; // top-down rows
-    info.bmiHeader.biPlanes = 1;
-    info.bmiHeader.biBitCount = 24;
-    void* bits = nullptr;
-    HBITMAP bitmap = CreateDIBSection(memoryDc, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
-    bool read = false;
-    if (bitmap != nullptr) {
-        HGDIOBJ old = SelectObject(memoryDc, bitmap);
-        read = BitBlt(memoryDc, 0, 0, width, height, windowDc, 0, 0, SRCCOPY) != 0;
-        GdiFlush();
-        const int stride = (width * 3 + 3) & ~3;
-        for (int y = 0; y < height && read; ++y) {
-            const auto* row = static_cast<const unsigned char*>(bits) + y * stride;
-            for (int x = 0; x < width; ++x) { // DIB rows are blue, green, red
-                rgb[(y * width + x) * 3] = row[x * 3 + 2];
-                rgb[(y * width + x) * 3 + 1] = row[x * 3 + 1];
-                rgb[(y * width + x) * 3 + 2] = row[x * 3];
-            }
-        }
-        SelectObject(memoryDc, old);
-        DeleteObject(bitmap);
+    DDSURFACEDESC screen = {};
+    screen.dwSize = sizeof screen;
+    if (display.primarySurface == nullptr ||
+        display.primarySurface->Lock(nullptr, &screen, DDLOCK_WAIT, nullptr) != DD_OK)
+        return false;
+    const RECT& window = *QueryCanvasRect();
+    const bool readable = screen.ddpfPixelFormat.dwRGBBitCount == 8 && window.left >= 0 && window.top >= 0 &&
+                          window.left + width <= int(screen.dwWidth) && window.top + height <= int(screen.dwHeight);
+    for (int y = 0; y < height && readable; ++y) {
+        const auto* row =
+            static_cast<const unsigned char*>(screen.lpSurface) + (window.top + y) * screen.lPitch + window.left;
+        for (int x = 0; x < width; ++x, rgb += 3)
+            palette.QueryRGB(row[x], &rgb[0], &rgb[1], &rgb[2]);
     }
-    DeleteDC(memoryDc);
-    ReleaseDC(static_cast<HWND>(window), windowDc);
-    return read;
+    display.primarySurface->Unlock(nullptr);
+    if (!readable)
+        std::fprintf(stderr, "tvxdemo: the desktop is not 8 bits a pixel\n");
+    return readable;
 }
 
 void CloseScreen(void* window)
@@ -101,7 +99,7 @@ void* ScreenDeviceContext(void* window)
     return window;
 }
 
-bool ReadScreen(void*, unsigned char* rgb, int width, int height)
+bool ReadScreen(Canvas&, Palette&, unsigned char* rgb, int width, int height)
 {
     return HeadlessReadScreen(nullptr, rgb, width, height) == 0;
 }

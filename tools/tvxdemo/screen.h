@@ -7,10 +7,14 @@
 // top-left of the screen, with the display's canvas rectangle set to that
 // area; null when none could be made.
 void* OpenScreen(int width, int height);
+class Canvas;
+class Palette;
+
 // The device context for the system palette's GDI calls.
 void* ScreenDeviceContext(void* window);
-// What the player sees in the top-left width x height, as R, G, B bytes.
-bool ReadScreen(void* window, unsigned char* rgb, int width, int height);
+// The top-left width x height of the screen as R, G, B bytes, through the
+// palette `display` set.
+bool ReadScreen(Canvas& display, Palette& palette, unsigned char* rgb, int width, int height);
 void CloseScreen(void* window);
 
 #endif
