@@ -22,7 +22,9 @@
 namespace {
 const char* const kSource = "canvas";
 
-// The logical palette: a LOGPALETTE with room for all 256 entries.
+// The logical palette: a LOGPALETTE with room for all 256 entries. It lives
+// with the module state rather than on the heap, so no set-up step can fail
+// for want of it and a palette set before initialisation has somewhere to go.
 const size_t kLogicalPaletteBytes = 8 + 256 * 4;
 // The system keeps its 10 static colours at each end; the game's colours
 // from entry 10 on fill the 236 entries GDI leaves to applications.
