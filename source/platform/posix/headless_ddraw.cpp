@@ -91,17 +91,13 @@ struct HeadlessPalette final : IDirectDrawPalette, Shell {
     }
 };
 
+// Every window's client area is the whole screen, so a clipper clips to it.
 struct HeadlessClipper final : IDirectDrawClipper, Shell {
-    HWND window = nullptr;
-
-    HRESULT SetHWnd(DWORD, HWND hWnd) override
+    HRESULT SetHWnd(DWORD, HWND) override
     {
         if (auto failure = headless::Enter("IDirectDrawClipper::SetHWnd"))
             return *failure;
-        if (!alive)
-            return DDERR_INVALIDOBJECT;
-        window = hWnd;
-        return DD_OK;
+        return alive ? DD_OK : DDERR_INVALIDOBJECT;
     }
 
     ULONG Release() override
