@@ -126,7 +126,8 @@ TEST_F(DisplayCanvas, WholeFrameThroughTheTraceAndTheScreenHeadless)
         for (int y = 0; y < 40; ++y) {
             for (int x = 0; x < 80; ++x) {
                 const bool inside = x >= 8 && x < 72 && y >= 4 && y < 36;
-                ASSERT_EQ(screen[y * 80 + x], inside ? model.GetPixel(short(x - 8), short(y - 4)) : 0u) << x << "," << y;
+                const unsigned drawn = inside ? model.GetPixel(short(x - 8), short(y - 4)) : 0;
+                ASSERT_EQ(screen[y * 80 + x], drawn) << x << "," << y;
             }
         }
         display.ReleaseSystemPalette();
@@ -332,7 +333,7 @@ TEST_F(DisplayCanvas, FlipBlitsTo640By480FullScreenAndToTheRectangleWindowedHead
     };
     const Case cases[] = {
         {CANVASINIT_FULLSCREEN, {}, {0, 0, 640, 480}, "0 0 640 480"},
-        {0, {}, {}, "0 0 0 0"},                                      // the game never set the rectangle
+        {0, {}, {}, "0 0 0 0"}, // the game never set the rectangle
         {0, {760, 580, 860, 680}, {760, 580, 800, 600}, "760 580 860 680"}, // cut by the clipper
     };
     for (const Case& c : cases) {

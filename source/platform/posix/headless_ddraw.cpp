@@ -248,7 +248,10 @@ struct HeadlessSurface final : IDirectDrawSurface, Shell {
         description.dwHeight = DWORD(height);
         description.lPitch = pitch;
         description.lpSurface = memory->bytes.get();
-        description.ddpfPixelFormat = DDPIXELFORMAT{sizeof(DDPIXELFORMAT), DDPF_PALETTEINDEXED8 | DDPF_RGB, 0, 8, 0, 0, 0, 0};
+        description.ddpfPixelFormat = DDPIXELFORMAT{};
+        description.ddpfPixelFormat.dwSize = sizeof(DDPIXELFORMAT);
+        description.ddpfPixelFormat.dwFlags = DDPF_PALETTEINDEXED8 | DDPF_RGB;
+        description.ddpfPixelFormat.dwRGBBitCount = 8;
         description.ddsCaps.dwCaps = caps;
     }
 
