@@ -113,6 +113,7 @@ TEST_F(DisplayCanvas, WholeFrameThroughTheTraceAndTheScreenHeadless)
         display.SetSystemPalette(&palette, 0);
         *QueryCanvasRect() = {8, 4, 72, 36};
         int restored = 5;
+        EXPECT_EQ(display.Flip(&restored), 1); // before any Lock: the blank back surface
         ASSERT_EQ(display.Lock(&restored, 0), ERR_OK);
         EXPECT_EQ(restored, 0);
         EXPECT_EQ(display.QueryRowIncrement(), 76); // the pitch, top-down although asked bottom-up
@@ -133,11 +134,12 @@ TEST_F(DisplayCanvas, WholeFrameThroughTheTraceAndTheScreenHeadless)
         display.ReleaseSystemPalette();
     }
     CanvasUninitialize();
+    const std::string blt = kSurface + "Blt 8 4 72 36 16777216";
     const Lines expected = {"DirectDrawCreate", "IDirectDraw::SetCooperativeLevel 8", kCreate + "1 16896 0 0",
                             kCreate + "7 64 64 32", "IDirectDraw::CreateClipper", "IDirectDrawClipper::SetHWnd",
                             kSurface + "SetClipper", kSurface + "SetPalette 0", "IDirectDraw::CreatePalette 4",
-                            kSurface + "SetPalette 1", kSurface + "IsLost", kSurface + "Lock 1", kSurface + "Unlock",
-                            kSurface + "Blt 8 4 72 36 16777216", "IDirectDrawPalette::Release", kSurface + "Release",
+                            kSurface + "SetPalette 1", blt, kSurface + "IsLost", kSurface + "Lock 1",
+                            kSurface + "Unlock", blt, "IDirectDrawPalette::Release", kSurface + "Release",
                             kSurface + "Release", "IDirectDrawClipper::Release", "IDirectDraw::SetCooperativeLevel 8",
                             "IDirectDraw::Release"};
     EXPECT_EQ(NewTrace(), expected);
