@@ -49,12 +49,15 @@ win32() {
 }
 
 # Runs a Windows program under Wine with a throw-away prefix and display.
+# The X screen is 8 bits a pixel: only then does Wine's DirectDraw give the
+# 8-bit surfaces the library draws into (a deeper screen gives surfaces of
+# its own depth), and full screen 640 x 480 x 8 is the mode already set.
 run_wine() {
   local wine=/usr/lib/wine/wine64
   command -v wine64 >/dev/null && wine=$(command -v wine64)
   local prefix
   prefix=$(mktemp -d /tmp/tollivex-wine.XXXXXX)
-  WINEPREFIX=$prefix WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml=" xvfb-run -a "$wine" "$@"
+  WINEPREFIX=$prefix WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml=" xvfb-run -a -s "-screen 0 640x480x8" "$wine" "$@"
   local status=$?
   WINEPREFIX=$prefix wineserver -k 2>/dev/null || true
   rm -rf "$prefix"

@@ -5,8 +5,8 @@
 // row and copies one byte copy per row. The row table and owned pixels come
 // from the runtime heap. The unclipped routines assert their arguments and
 // draw as asked; only the memory of the canvas at the root of a sub-canvas
-// chain bounds them. The display branch (CANVAS_DIRECTDRAW) is not built in
-// yet and refuses construction with ERR_CANVAS_CREATE.
+// chain bounds them. Display canvases (CANVAS_DIRECTDRAW) hand their
+// surfaces, locking and presentation to canvas_display.cpp.
 #include "tollivex/canvas.h"
 
 #include "canvas_memory.h"
@@ -90,8 +90,7 @@ Canvas::Canvas(unsigned short requestedWidth, unsigned short requestedHeight, in
         BuildRowTable(w, height, topDown != 0);
         return;
     }
-    if (flags & CANVAS_DIRECTDRAW) {
-        // No display layer yet: a display canvas cannot be made.
+    if ((flags & CANVAS_DIRECTDRAW) && !CreateDisplaySurfaces()) {
         std::free(rowOffsets);
         rowOffsets = nullptr;
         errorCode = ERR_CANVAS_CREATE;
@@ -137,6 +136,8 @@ Canvas::Canvas(unsigned short x, unsigned short y, unsigned short requestedWidth
 
 Canvas::~Canvas()
 {
+    if (IsDisplay())
+        ReleaseDisplaySurfaces();
     std::free(rowOffsets);
     rowOffsets = nullptr;
     if (!(flags & CANVAS_SUBCANVAS) && buffer != nullptr && ownsBuffer == 1)
@@ -149,8 +150,10 @@ int Canvas::Validate()
     return buffer != nullptr && width != 0 && height != 0 && size != 0 ? 1 : 0;
 }
 
-ERRORSTATUS Canvas::Lock(int* /*restored*/, unsigned long /*reserved*/)
+ERRORSTATUS Canvas::Lock(int* restored, unsigned long /*reserved*/)
 {
+    if (IsDisplay())
+        return LockDisplay(restored);
     if (!(flags & CANVAS_SUBCANVAS) || parent == nullptr || rowOffsets == nullptr)
         return ERR_OK;
 
@@ -166,7 +169,11 @@ ERRORSTATUS Canvas::Lock(int* /*restored*/, unsigned long /*reserved*/)
     return ERR_OK;
 }
 
-void Canvas::Unlock() {}
+void Canvas::Unlock()
+{
+    if (IsDisplay())
+        UnlockDisplay();
+}
 
 unsigned short Canvas::QueryWidth()
 {

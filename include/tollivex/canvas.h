@@ -6,8 +6,9 @@
 // that the pitch equals the width. A memory canvas owns its pixels; a
 // sub-canvas looks into a rectangle of another canvas and must be locked
 // before use (and again after its parent's buffer or pitch may have moved).
-// Construction with CANVAS_DIRECTDRAW is refused until the display layer is
-// in place. Not thread-safe.
+// A display canvas (CANVAS_DIRECTDRAW) draws into an off-screen DirectDraw
+// surface between Lock and Unlock and shows it with Flip; the display module
+// (CanvasInitialize) must be set up first. Not thread-safe.
 #ifndef TOLLIVEX_CANVAS_H
 #define TOLLIVEX_CANVAS_H
 
@@ -16,6 +17,19 @@
 struct IDirectDrawSurface;
 struct IDirectDrawClipper;
 struct IDirectDrawPalette;
+class Palette;
+
+// The display's canvas rectangle. On Windows this is the system's RECT.
+#ifdef _WIN32
+struct tagRECT;
+#else
+struct tagRECT {
+    int32_t left;
+    int32_t top;
+    int32_t right;
+    int32_t bottom;
+};
+#endif
 
 // Kind bits of Canvas::flags.
 enum : unsigned long {
@@ -23,6 +37,12 @@ enum : unsigned long {
     CANVAS_DIRECTDRAW = 0x02,
     CANVAS_FULLSCREEN = 0x04,
     CANVAS_SUBCANVAS  = 0x08
+};
+
+// Flags of CanvasInitialize.
+enum : unsigned long {
+    CANVASINIT_FULLSCREEN    = 0x04,
+    CANVASINIT_DDPALETTEONLY = 0x10 // with CANVASINIT_FULLSCREEN
 };
 
 class TVX_API Canvas {
@@ -40,6 +60,16 @@ public:
     int Validate();
     ERRORSTATUS Lock(int* restored, unsigned long reserved);
     void Unlock();
+
+    // Display canvases only. Flip blits the back surface to the screen and
+    // returns 1 whatever the blit did.
+    ERRORSTATUS Flip(int* restored);
+    void SetSystemVariables(void* deviceContext);
+    void SetSystemPalette(Palette* palette, int useGdi);
+    void ReleaseSystemPalette();
+    // Hooks for the game's activation messages; nothing to do today.
+    void SuspendSystemPalette();
+    void RestoreSystemPalette();
 
     unsigned short QueryWidth();
     unsigned short QueryHeight();
@@ -73,6 +103,11 @@ private:
     bool Drawable() const;
     unsigned char* Pixel(int x, int y) const;
     friend class CanvasMemory; // the library's bounds on drawing that may leave the canvas
+    bool IsDisplay() const;
+    bool CreateDisplaySurfaces();
+    void ReleaseDisplaySurfaces();
+    ERRORSTATUS LockDisplay(int* restored);
+    void UnlockDisplay();
 
     uint16_t width;
     uint16_t height;
@@ -87,9 +122,10 @@ private:
     uint16_t originX;
     uint16_t originY;
 
-    // Display surfaces. The surface description is kept as raw storage so
-    // this header stays free of platform headers; its size is checked where
-    // the display code uses it.
+public:
+    // Display surfaces, open to games that drive DirectDraw further. The
+    // surface description is kept as raw storage so this header stays free
+    // of platform headers; its size is checked where the display code uses it.
     IDirectDrawSurface* primarySurface;
     IDirectDrawSurface* backSurface;
     IDirectDrawClipper* clipper;
@@ -97,6 +133,7 @@ private:
     IDirectDrawPalette* ddPalette;
     void* systemVariables;
 
+private:
     unsigned char drawColor;
 };
 
@@ -104,5 +141,16 @@ private:
 // every surface then shows the DirectDraw palette alone, which the window
 // system needs to know to repaint changes into enough frames.
 TVX_API int QueryDDPaletteOnly();
+
+// Opens DirectDraw on `window`: windowed, or full screen at width x height x
+// bitsPerPixel with CANVASINIT_FULLSCREEN. Returns 0, or 1 with the code
+// (1237 no DirectDraw, 1238 level or mode refused) also in *status. After a
+// failure CanvasUninitialize must still be called.
+TVX_API ERRORSTATUS CanvasInitialize(unsigned long flags, void* window, unsigned short width, unsigned short height,
+                                     unsigned short bitsPerPixel, unsigned short* status);
+TVX_API ERRORSTATUS CanvasUninitialize();
+// Where a windowed Flip blits to: the game keeps it set to the window's
+// client area in screen coordinates.
+TVX_API tagRECT* QueryCanvasRect();
 
 #endif

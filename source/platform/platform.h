@@ -16,6 +16,7 @@
 #    define NOMINMAX
 #  endif
 #  include <windows.h>
+#  include <ddraw.h>
 #  include <cstdio>
 // The C runtime takes both separators: stdio opens game paths as they stand.
 inline FILE* PlatformOpenFile(const char* name, const char* mode) { return std::fopen(name, mode); }
@@ -23,6 +24,8 @@ inline FILE* PlatformOpenFile(const char* name, const char* mode) { return std::
 #  include "platform/posix/win_types.h"
 #  include "platform/posix/win_sync.h"
 #  include "platform/posix/win_fs.h"
+#  include "platform/posix/win_gdi.h"
+#  include "platform/posix/win_ddraw.h"
 #endif
 
 #endif

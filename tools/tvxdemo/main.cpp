@@ -1,10 +1,13 @@
-// tvxdemo - the library end to end, without a display.
+// tvxdemo - the library end to end.
 //
 // Makes a palette, draws sprites and a font onto an encode canvas, encodes
 // them into sprite sets, saves everything into a compressed library file,
 // loads it back the way a game would, draws a scene of every sprite kind
-// and some text into a 640 x 480 memory canvas, and writes the frame as a
-// binary PPM. Prints what it did and how long a frame took.
+// and some text on a 640 x 480 display canvas (the headless screen natively,
+// a window on Windows), and writes what the screen shows as a binary PPM.
+// Prints what it did and how long a frame took.
+#include "screen.h"
+
 #include <tollivex.h>
 
 #include <chrono>
@@ -281,10 +284,15 @@ bool DrawScene(Assets& assets, Canvas& frame, double* milliseconds, int* drawn)
     const int frames = 50;
     const auto start = std::chrono::steady_clock::now();
     for (int i = 0; i < frames; ++i) {
+        int restored = 0;
+        if (frame.Lock(&restored, 0) == ERR_FAILURE)
+            return Fail("locking the display", frame.errorCode);
         scene.drawn = 0;
         DrawBackdrop(frame);
         DrawSprites(scene);
         DrawText(scene);
+        frame.Unlock();
+        frame.Flip(&restored);
     }
     const auto elapsed = std::chrono::steady_clock::now() - start;
     *milliseconds = std::chrono::duration<double, std::milli>(elapsed).count() / frames;
@@ -293,20 +301,14 @@ bool DrawScene(Assets& assets, Canvas& frame, double* milliseconds, int* drawn)
     return true;
 }
 
-bool WritePpm(const char* path, Canvas& frame, Palette& palette)
+bool WritePpm(const char* path, const std::vector<unsigned char>& rgb)
 {
     FILE* file = std::fopen(path, "wb");
     if (file == nullptr)
         return false;
-    std::fprintf(file, "P6\n%u %u\n255\n", frame.QueryWidth(), frame.QueryHeight());
-    std::vector<unsigned char> row(frame.QueryWidth() * 3u);
-    for (unsigned y = 0; y < frame.QueryHeight(); ++y) {
-        const unsigned char* pixels = frame.QueryRowAddress(y);
-        for (unsigned x = 0; x < frame.QueryWidth(); ++x)
-            palette.QueryRGB(pixels[x], &row[x * 3], &row[x * 3 + 1], &row[x * 3 + 2]);
-        std::fwrite(row.data(), 1, row.size(), file);
-    }
-    return std::fclose(file) == 0;
+    std::fprintf(file, "P6\n%u %u\n255\n", kWidth, kHeight);
+    const bool written = std::fwrite(rgb.data(), 1, rgb.size(), file) == rgb.size();
+    return std::fclose(file) == 0 && written;
 }
 
 bool LoadPalette(Assets& assets, Palette& palette)
@@ -331,6 +333,40 @@ long FileSize(const char* path)
     return size;
 }
 
+// Draws the scene on a display canvas in `window` and writes what the
+// screen shows to `output`.
+bool ShowScene(Assets& assets, Palette& palette, void* window, const char* output)
+{
+    Canvas frame(kWidth, kHeight, 1, CANVAS_DIRECTDRAW);
+    if (frame.errorCode != 0)
+        return Fail("making the display canvas", frame.errorCode);
+    frame.SetSystemVariables(ScreenDeviceContext(window));
+    frame.SetSystemPalette(&palette, 0);
+    // The first lock gives the canvas its pitch, which the sprite manager
+    // caches when the canvas is associated with it.
+    int restored = 0;
+    if (frame.Lock(&restored, 0) == ERR_FAILURE)
+        return Fail("locking the display", frame.errorCode);
+    frame.Unlock();
+    double milliseconds = 0;
+    int drawn = 0;
+    if (!DrawScene(assets, frame, &milliseconds, &drawn))
+        return false;
+    std::printf("scene: %d sprites and two lines of text, %.3f ms a frame\n", drawn, milliseconds);
+
+    std::vector<unsigned char> rgb(size_t(kWidth) * kHeight * 3);
+    const bool read = ReadScreen(frame, palette, rgb.data(), kWidth, kHeight);
+    frame.ReleaseSystemPalette();
+    if (!read)
+        return Fail("reading the screen back", 0);
+    if (!WritePpm(output, rgb)) {
+        std::fprintf(stderr, "tvxdemo: cannot write %s\n", output);
+        return false;
+    }
+    std::printf("frame written to %s\n", output);
+    return true;
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -342,19 +378,23 @@ int main(int argc, char** argv)
         return 1;
     std::printf("library file %s: %ld bytes\n", kLibraryFile, FileSize(kLibraryFile));
 
-    Canvas frame(kWidth, kHeight, 1, CANVAS_MEMORY);
-    double milliseconds = 0;
-    int drawn = 0;
     Palette palette(&assets.memory);
-    if (!DrawScene(assets, frame, &milliseconds, &drawn) || !LoadPalette(assets, palette))
+    if (!LoadPalette(assets, palette))
         return 1;
-    std::printf("scene: %d sprites and two lines of text, %.3f ms a frame\n", drawn, milliseconds);
-
-    if (!WritePpm(output, frame, palette)) {
-        std::fprintf(stderr, "tvxdemo: cannot write %s\n", output);
+    void* window = OpenScreen(kWidth, kHeight);
+    unsigned short status = 0;
+    bool shown = false;
+    if (window == nullptr)
+        Fail("opening a window", 0);
+    else if (CanvasInitialize(0, window, kWidth, kHeight, 8, &status) == ERR_FAILURE)
+        Fail("opening the display", status);
+    else
+        shown = ShowScene(assets, palette, window, output);
+    CanvasUninitialize();
+    if (window != nullptr)
+        CloseScreen(window);
+    if (!shown)
         return 1;
-    }
-    std::printf("frame written to %s\n", output);
     if (assets.memory.CheckMemoryIntegrity() == 0) {
         std::fprintf(stderr, "tvxdemo: memory guards damaged, see debug2.err\n");
         return 1;
