@@ -1,11 +1,17 @@
 // Library files built byte by byte, independently of the Library code, and
-// the small helpers the data tests share.
+// the fixture and helpers the data tests share.
 #ifndef TOLLIVEX_TESTS_LIBFILES_H
 #define TOLLIVEX_TESTS_LIBFILES_H
 
 #include "support/workdir.h"
 
 #include <tollivex.h>
+
+#include <gtest/gtest.h>
+
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/lsan_interface.h>
+#endif
 
 #include <algorithm>
 #include <cstdint>
@@ -17,6 +23,7 @@
 namespace tvxtest {
 
 using Bytes = std::vector<unsigned char>;
+using Lines = std::vector<std::string>;
 
 inline void PutLE(Bytes& out, uint32_t value, int bytes)
 {
@@ -31,9 +38,9 @@ inline uint32_t Code(const char (&text)[5])
 }
 
 struct BlockSpec {
-    std::string name;          // written as is, up to 20 bytes
+    std::string name; // written as is, up to 20 bytes
     uint32_t type;
-    Bytes data;                // the stored bytes
+    Bytes data; // the stored bytes
     uint8_t compressed = 0;
 };
 
@@ -72,8 +79,7 @@ inline Bytes CompressibleBytes(size_t size, uint32_t seed)
     while (out.size() < size) {
         if (out.size() > 20 && random() % 3 != 0) {
             const size_t distance = 1 + random() % std::min<size_t>(out.size(), 20000);
-            const size_t length = 3 + random() % 40;
-            for (size_t i = 0; i < length && out.size() < size; ++i)
+            for (size_t i = 3 + random() % 40; i > 0 && out.size() < size; --i)
                 out.push_back(out[out.size() - distance]);
         } else {
             out.push_back(static_cast<unsigned char>('a' + random() % 8));
@@ -89,7 +95,6 @@ struct Text {
     std::vector<char> chars;
 };
 
-// The log line of a failed assertion.
 inline std::string AssertLine(const std::string& source, unsigned long line)
 {
     return "Assert error in file " + source + " at line " + std::to_string(line) + ".";
@@ -97,7 +102,7 @@ inline std::string AssertLine(const std::string& source, unsigned long line)
 
 inline bool Logged(const std::string& entry)
 {
-    const std::vector<std::string> entries = LogEntries();
+    const Lines entries = LogEntries();
     return std::find(entries.begin(), entries.end(), entry) != entries.end();
 }
 
@@ -116,13 +121,38 @@ inline std::pair<Bytes, unsigned> ReadBlock(Library& library, const std::string&
 }
 
 inline ERRORSTATUS AddBlock(Library& library, const std::string& file, const std::string& name, const Bytes& data,
-                            unsigned long flags, uint32_t type, unsigned long* stored = nullptr)
+                            unsigned long flags, uint32_t type = Code("SPR1"), unsigned long* stored = nullptr)
 {
     Text f(file), n(name);
     unsigned long ignored = 0;
     return library.AddLibrary(f, n, type, const_cast<unsigned char*>(data.data()), data.size(),
                               stored != nullptr ? stored : &ignored, flags);
 }
+
+// A fresh log and the three objects every data test needs.
+class DataTest : public testing::Test {
+protected:
+    void SetUp() override { DebugInit(); }
+    unsigned Err(ERRORSTATUS result) const { return result == ERR_OK ? 0u : library.errorCode; }
+    std::pair<Bytes, unsigned> Read(const std::string& name) { return ReadBlock(library, name); }
+    ERRORSTATUS Register(const std::string& spec, unsigned long type = LIB_ALL_TYPES)
+    {
+        Text text(spec);
+        return library.RegisterBlocks(text, type);
+    }
+
+    MemManager memory;
+    DiskData disk{&memory};
+    Library library{&memory, &disk};
+};
+
+// Memory the library leaves behind by design: the leak checker is told so.
+struct LeakOnPurpose {
+#if defined(__SANITIZE_ADDRESS__)
+    LeakOnPurpose() { __lsan_disable(); }
+    ~LeakOnPurpose() { __lsan_enable(); }
+#endif
+};
 
 } // namespace tvxtest
 
