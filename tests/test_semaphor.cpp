@@ -1,5 +1,3 @@
-#include "support/workdir.h"
-
 #include <tollivex.h>
 
 #include <gtest/gtest.h>
@@ -7,79 +5,75 @@
 #include <atomic>
 
 namespace {
-
-struct MutexProbe {
-    MutexSem* mutex;
-    int requestIfFree = -1;
-    int isOwned = -1;
-};
-
-unsigned long ProbeMutex(void* argument)
-{
-    auto* probe = static_cast<MutexProbe*>(argument);
-    probe->isOwned = probe->mutex->IsOwned();
-    probe->requestIfFree = probe->mutex->RequestIfFree();
-    if (probe->requestIfFree == 1)
-        probe->mutex->Release();
-    return 0;
-}
-
 unsigned long Param(void* p)
 {
     return static_cast<unsigned long>(reinterpret_cast<uintptr_t>(p));
 }
 
-MutexProbe ProbeFromAnotherThread(MutexSem& mutex)
+// What another thread sees of a mutex: IsOwned * 10 + RequestIfFree. A
+// mutex it took goes back, unless it keeps it to the end of the thread.
+struct Probe {
+    MutexSem* mutex;
+    bool keep;
+    int seen;
+};
+
+unsigned long ProbeMutex(void* argument)
 {
-    MutexProbe probe{&mutex};
-    Thread thread(ProbeMutex, Param(&probe), 0);
-    thread.Wait();
-    return probe;
+    auto* probe = static_cast<Probe*>(argument);
+    const int owned = probe->mutex->IsOwned();
+    probe->seen = owned * 10 + probe->mutex->RequestIfFree();
+    if (probe->seen == 1 && !probe->keep)
+        probe->mutex->Release();
+    return 0;
 }
 
+int FromAnotherThread(MutexSem& mutex, bool keep = false)
+{
+    Probe probe{&mutex, keep, -1};
+    Thread thread(ProbeMutex, Param(&probe), 0);
+    thread.Wait();
+    return probe.seen;
+}
 } // namespace
 
 TEST(MutexSem, OwnershipSeenFromTheOwnerAndFromAnotherThread)
 {
     MutexSem mutex;
     ASSERT_EQ(mutex.errorCode, 0);
-
-    MutexProbe free = ProbeFromAnotherThread(mutex);
-    EXPECT_EQ(free.isOwned, 0);
-    EXPECT_EQ(free.requestIfFree, 1);
-
+    EXPECT_EQ(FromAnotherThread(mutex), 1);
     mutex.Request();
-    mutex.Request(); // recursive: the owner may take it again
+    mutex.Request();
     EXPECT_EQ(mutex.IsOwned(), 0); // the owner re-acquires, so it reads as not owned
     EXPECT_EQ(mutex.RequestIfFree(), 1);
     mutex.Release();
-
-    MutexProbe held = ProbeFromAnotherThread(mutex);
-    EXPECT_EQ(held.isOwned, 1);
-    EXPECT_EQ(held.requestIfFree, 0);
-
+    EXPECT_EQ(FromAnotherThread(mutex), 10);
     mutex.Release();
-    EXPECT_EQ(ProbeFromAnotherThread(mutex).requestIfFree, 0) << "taken three times, released twice";
+    EXPECT_EQ(FromAnotherThread(mutex), 10) << "taken three times, released twice";
     mutex.Release();
-    EXPECT_EQ(ProbeFromAnotherThread(mutex).requestIfFree, 1);
+
+    // A thread that ends holding the mutex abandons it: the next to ask has it.
+    EXPECT_EQ(FromAnotherThread(mutex, true), 1);
+    EXPECT_EQ(mutex.IsOwned(), 0);
+    EXPECT_EQ(FromAnotherThread(mutex, true), 1);
+    EXPECT_EQ(mutex.RequestIfFree(), 1);
+    EXPECT_EQ(FromAnotherThread(mutex), 10);
+    mutex.Release();
+    EXPECT_EQ(FromAnotherThread(mutex), 1);
 }
 
 TEST(EventSem, StaysPostedUntilEveryPostIsConsumed)
 {
     EventSem event;
     ASSERT_EQ(event.errorCode, 0);
-    EXPECT_EQ(event.IsPosted(), 0);
-
     event.Decrement(); // nothing pending: no change
     EXPECT_EQ(event.IsPosted(), 0);
-
     event.Post();
     event.Post();
     event.Decrement();
     EXPECT_EQ(event.IsPosted(), 1);
     event.Decrement();
     EXPECT_EQ(event.IsPosted(), 0);
-
     event.Post();
     event.Post();
     event.Reset();
@@ -91,8 +85,7 @@ TEST(EventSem, StaysPostedUntilEveryPostIsConsumed)
 
 namespace {
 struct Handshake {
-    EventSem ready;
-    EventSem go;
+    EventSem ready, go;
     std::atomic<int> stage{0};
 };
 
@@ -102,11 +95,21 @@ unsigned long WaitForGo(void* argument)
     handshake->ready.Post();
     handshake->go.WaitOn();
     handshake->stage = 2;
-    return 7;
+    return 0;
+}
+
+std::atomic<int> spins{0};
+
+unsigned long SpinUntilKilled(void*)
+{
+    for (;;) {
+        ++spins;
+        GiveupThreadTime();
+    }
 }
 } // namespace
 
-TEST(EventSem, WaitOnWakesWhenAnotherThreadPosts)
+TEST(Thread, WaitOnWakesOnAPostAndKillEndsAThread)
 {
     Handshake handshake;
     Thread waiter(WaitForGo, Param(&handshake), 0);
@@ -117,24 +120,7 @@ TEST(EventSem, WaitOnWakesWhenAnotherThreadPosts)
     handshake.go.Post();
     waiter.Wait();
     EXPECT_EQ(handshake.stage, 2);
-}
 
-namespace {
-std::atomic<int> spins{0};
-
-unsigned long SpinUntilKilled(void*)
-{
-    for (;;) {
-        ++spins;
-        GiveupThreadTime();
-    }
-    return 0;
-}
-} // namespace
-
-TEST(Thread, KillEndsARunningThread)
-{
-    spins = 0;
     Thread spinner(SpinUntilKilled, 0, 64 * 1024);
     while (spins < 10)
         GiveupThreadTime();

@@ -37,9 +37,11 @@ bool WaitUntil(std::condition_variable& cv, std::unique_lock<std::mutex>& lock, 
 // Each thread's mark of life: it goes when the thread ends, so a mutex can
 // tell that its owner is gone (and a new thread that reuses the old one's
 // id is not mistaken for the owner).
-const std::shared_ptr<int>& ThisThread()
+std::shared_ptr<int>& ThisThread()
 {
-    thread_local const std::shared_ptr<int> mark = std::make_shared<int>(0);
+    thread_local std::shared_ptr<int> mark;
+    if (!mark)
+        mark = std::make_shared<int>(0);
     return mark;
 }
 
@@ -51,7 +53,7 @@ public:
     DWORD Wait(DWORD milliseconds) override
     {
         std::unique_lock<std::mutex> lock(guard);
-        const std::shared_ptr<int>& self = ThisThread();
+        const std::shared_ptr<int> self = ThisThread();
         if (depth > 0 && owner.lock() == self) {
             ++depth;
             return WAIT_OBJECT_0;
@@ -142,6 +144,11 @@ void* RunThread(void* argument)
     std::unique_ptr<ThreadStart> start(static_cast<ThreadStart*>(argument));
     std::shared_ptr<ThreadState> state = start->state;
     FinishedMark mark{*state};
+    // Let go of the mutexes still held before the thread counts as ended,
+    // as Windows does, so that a waiter on the thread finds them abandoned.
+    struct LetGo {
+        ~LetGo() { ThisThread().reset(); }
+    } letGo;
     start->routine(start->parameter);
     return nullptr;
 }
