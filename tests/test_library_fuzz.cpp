@@ -1,7 +1,7 @@
-// Damaged library files: every truncation of a good file, and many random
-// mutations of good files, must give the library's error codes and never a
-// crash, a stray read or a leaked buffer (the sanitizer build checks the
-// reads). Seeds are fixed, so a failure repeats.
+// Damaged library files: random mutations of good files (cut short, lying
+// sizes and counts, damaged headers, noise) must give the library's error
+// codes and never a crash, a stray read or a leaked buffer (the sanitizer
+// build checks the reads). Seeds are fixed, so a failure repeats.
 #include "support/libfiles.h"
 
 #include <set>
@@ -50,7 +50,7 @@ Bytes Mutate(Bytes file, std::mt19937& random)
     const size_t header = headers[random() % headers.size()];
     const uint32_t extremes[] = {0, 1, 3, 4, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFF, uint32_t(file.size())};
     const uint32_t lie = random() % 2 ? extremes[random() % 8] : uint32_t(random() % 4000);
-    switch (random() % 8) {
+    switch (random() % 6) {
     case 0: // a few flipped bits anywhere
         for (int n = 1 + random() % 4; n > 0; --n)
             file[random() % file.size()] ^= static_cast<unsigned char>(1u << (random() % 8));
@@ -59,18 +59,14 @@ Bytes Mutate(Bytes file, std::mt19937& random)
         PutU32(file, header + (random() % 2 ? 6 : 35), lie);
         break;
     case 2: // a lying block count
-        PutU32(file, 8, random() % 3 ? random() % 256 : random() % 65536);
+        file[8] = static_cast<unsigned char>(random());
+        file[9] = static_cast<unsigned char>(random() % 3 ? 0 : random());
         break;
     case 3: // a compression flag where none belongs, or a damaged tag
         file[header + (random() % 2 ? 14 : random() % 6)] = static_cast<unsigned char>(random() % 3);
         break;
     case 4: // cut short
         file.resize(random() % file.size());
-        break;
-    case 5: // garbage behind a good header
-        file.resize(10 + random() % 200);
-        for (size_t i = 10; i < file.size(); ++i)
-            file[i] = static_cast<unsigned char>(random());
         break;
     default: // a damaged version or magic, random bytes anywhere
         file[random() % (random() % 2 ? 8 : file.size())] = static_cast<unsigned char>(random());
@@ -102,13 +98,12 @@ void Exercise(MemManager& memory, DiskData& disk, std::mt19937& random, bool rew
     };
     Text file("FUZZ.LIB");
     check(library.RegisterBlocks(file, LIB_ALL_TYPES));
-    for (const char* blockName : kNames) {
-        check(ReadBlock(library, blockName).second == 0 ? ERR_OK : ERR_FAILURE);
-        Text name(blockName);
-        unsigned long offset = 0;
-        int found = 0;
-        _LIBBLOCKHDR header;
-        check(library.FindBlockInFile(file, name, &offset, &found, &header));
+    unsigned long offset = 0;
+    int found = 0;
+    _LIBBLOCKHDR header;
+    for (const char* name : kNames) {
+        check(ReadBlock(library, name).second == 0 ? ERR_OK : ERR_FAILURE);
+        check(library.FindBlockInFile(file, Text(name), &offset, &found, &header));
     }
     _LIBDATA* contents = nullptr;
     if (library.RequestContents(file, &contents) == ERR_OK)
@@ -117,13 +112,12 @@ void Exercise(MemManager& memory, DiskData& disk, std::mt19937& random, bool rew
     if (rewrite) {
         const unsigned long flags = LIB_ADD_REPLACE | (random() % 2 ? LIB_ADD_COMPRESS : 0);
         check(AddBlock(library, "FUZZ.LIB", kNames[random() % 4], RandomBytes(random() % 100, random()), flags));
-        Text other(kNames[random() % 4]);
-        check(library.RemoveLibrary(file, other));
+        check(library.RemoveLibrary(file, Text(kNames[random() % 4])));
     }
 }
 } // namespace
 
-TEST(LibraryDamage, TruncatedAndMutatedFilesNeverBreakTheLibrary)
+TEST(LibraryDamage, MutatedFilesNeverBreakTheLibrary)
 {
     DebugInit();
     {
@@ -134,32 +128,15 @@ TEST(LibraryDamage, TruncatedAndMutatedFilesNeverBreakTheLibrary)
         for (uint32_t seed = 1; seed <= 4; ++seed)
             goods.push_back(GoodLibrary(maker, seed));
 
-        // Every truncation: once the headers fit, only the last block fails.
-        for (size_t length = 0; length < goods[0].size(); ++length) {
-            WriteBytes("FUZZ.LIB", Bytes(goods[0].begin(), goods[0].begin() + length));
-            Library library(&memory, &disk);
-            Text file("FUZZ.LIB");
-            if (library.RegisterBlocks(file, LIB_ALL_TYPES) == ERR_FAILURE) {
-                EXPECT_EQ(library.errorCode, ERR_LIB_DISK) << length;
-                continue;
-            }
-            std::vector<unsigned> codes;
-            for (const char* blockName : kNames)
-                codes.push_back(ReadBlock(library, blockName).second);
-            std::sort(codes.begin(), codes.end());
-            EXPECT_EQ(codes, (std::vector<unsigned>{0, 0, 0, ERR_LIB_DISK})) << length;
-        }
-
         std::set<unsigned> seen;
         for (uint32_t seed = 1; seed <= 2000 && !testing::Test::HasFailure(); ++seed) {
             std::mt19937 random(seed);
             Bytes file = Mutate(goods[random() % goods.size()], random);
             if (random() % 4 == 0)
                 file = Mutate(file.size() > 50 ? file : goods[0], random);
-            if (seed % 50 == 0) {
-                file = RandomBytes(random() % 400, seed);
-                if (seed % 100 == 0 && file.size() >= 10)
-                    std::copy_n(goods[0].begin(), 10, file.begin()); // a good header over noise
+            if (seed % 50 == 0) { // noise, half of it behind a good header
+                file = RandomBytes(10 + random() % 400, seed);
+                std::copy_n(goods[0].begin(), seed % 100 == 0 ? 10 : 0, file.begin());
             }
             WriteBytes("FUZZ.LIB", file);
             Exercise(memory, disk, random, seed % 3 == 0, seen);
@@ -171,5 +148,5 @@ TEST(LibraryDamage, TruncatedAndMutatedFilesNeverBreakTheLibrary)
         for (unsigned code : {0, 1224, 1225, 1227, 1229, 1233, 1228})
             EXPECT_TRUE(seen.count(code)) << code;
     }
-    EXPECT_FALSE(Logged(AssertLine("memman", 80)));
+    EXPECT_TRUE(LogEntries().empty()); // no buffer outlived the memory manager
 }

@@ -14,22 +14,13 @@
 #endif
 
 #include <algorithm>
-#include <cstdint>
 #include <random>
 #include <string>
-#include <utility>
-#include <vector>
 
 namespace tvxtest {
 
 using Bytes = std::vector<unsigned char>;
 using Lines = std::vector<std::string>;
-
-inline void PutLE(Bytes& out, uint32_t value, int bytes)
-{
-    for (int i = 0; i < bytes; ++i)
-        out.push_back(static_cast<unsigned char>(value >> (8 * i)));
-}
 
 inline uint32_t Code(const char (&text)[5])
 {
@@ -47,12 +38,16 @@ struct BlockSpec {
 inline Bytes LibraryBytes(const std::vector<BlockSpec>& blocks, uint16_t version = 259)
 {
     Bytes out = {'Q', 'O', 'R', 'L', 'I', 'B'};
-    PutLE(out, version, 2);
-    PutLE(out, static_cast<uint32_t>(blocks.size()), 2);
+    auto put = [&out](uint32_t value, int bytes) {
+        for (int i = 0; i < bytes; ++i)
+            out.push_back(static_cast<unsigned char>(value >> (8 * i)));
+    };
+    put(version, 2);
+    put(static_cast<uint32_t>(blocks.size()), 2);
     for (const BlockSpec& block : blocks) {
         out.insert(out.end(), {'L', 'I', 'B', 'B', 'L', 'K'});
-        PutLE(out, static_cast<uint32_t>(block.data.size()), 4);
-        PutLE(out, block.type, 4);
+        put(static_cast<uint32_t>(block.data.size()), 4);
+        put(block.type, 4);
         out.push_back(block.compressed);
         for (size_t i = 0; i < 20; ++i)
             out.push_back(i < block.name.size() ? static_cast<unsigned char>(block.name[i]) : 0);
@@ -100,19 +95,12 @@ inline std::string AssertLine(const std::string& source, unsigned long line)
     return "Assert error in file " + source + " at line " + std::to_string(line) + ".";
 }
 
-inline bool Logged(const std::string& entry)
-{
-    const Lines entries = LogEntries();
-    return std::find(entries.begin(), entries.end(), entry) != entries.end();
-}
-
 // A block's bytes as RequestLibrary gives them, or no bytes and the error code.
 inline std::pair<Bytes, unsigned> ReadBlock(Library& library, const std::string& name)
 {
-    Text text(name);
     unsigned char* data = nullptr;
     unsigned long size = 0;
-    if (library.RequestLibrary(text, &data, &size) == ERR_FAILURE)
+    if (library.RequestLibrary(Text(name), &data, &size) == ERR_FAILURE)
         return {Bytes(), library.errorCode};
     Bytes bytes(data, data + size);
     library.ReleaseLibrary(&data);
@@ -123,9 +111,8 @@ inline std::pair<Bytes, unsigned> ReadBlock(Library& library, const std::string&
 inline ERRORSTATUS AddBlock(Library& library, const std::string& file, const std::string& name, const Bytes& data,
                             unsigned long flags, uint32_t type = Code("SPR1"), unsigned long* stored = nullptr)
 {
-    Text f(file), n(name);
     unsigned long ignored = 0;
-    return library.AddLibrary(f, n, type, const_cast<unsigned char*>(data.data()), data.size(),
+    return library.AddLibrary(Text(file), Text(name), type, const_cast<unsigned char*>(data.data()), data.size(),
                               stored != nullptr ? stored : &ignored, flags);
 }
 
@@ -137,8 +124,7 @@ protected:
     std::pair<Bytes, unsigned> Read(const std::string& name) { return ReadBlock(library, name); }
     ERRORSTATUS Register(const std::string& spec, unsigned long type = LIB_ALL_TYPES)
     {
-        Text text(spec);
-        return library.RegisterBlocks(text, type);
+        return library.RegisterBlocks(Text(spec), type);
     }
 
     MemManager memory;
