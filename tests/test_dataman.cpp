@@ -17,9 +17,7 @@ class BlobManager : public DataManager {
 public:
     int reads = 0;
     std::vector<unsigned> discarded;
-    void* saveBlock = nullptr;
-    void* blobs[256] = {};
-    uint32_t sizes[256] = {};
+    Bytes blobs[256];
 
     BlobManager(MemManager* mem, Library* library) : DataManager(mem, library) { type = kBlob; }
     ~BlobManager() override { DMCleanup(); }
@@ -27,49 +25,34 @@ public:
     ERRORSTATUS DatasetFromBlock(char* name, unsigned char* data, unsigned long size, unsigned char* index) override
     {
         ++reads;
-        unsigned slot = 0;
-        while (datasetStates[slot] != SLOT_FREE)
-            ++slot;
-        memManager->Allocate(&blobs[slot], size);
-        std::memcpy(blobs[slot], data, size);
-        sizes[slot] = static_cast<uint32_t>(size);
-        std::strncpy(datasetNames[slot], name, 20);
-        datasetStates[slot] = SLOT_IN_USE;
-        itemCounts[slot] = static_cast<uint16_t>(size);
-        slotCount = std::max<uint16_t>(slotCount, slot + 1);
-        memoryInUse += sizes[slot];
+        *index = 0;
+        while (datasetStates[*index] != SLOT_FREE)
+            ++*index;
+        blobs[*index].assign(data, data + size);
+        std::strncpy(datasetNames[*index], name, 20);
+        datasetStates[*index] = SLOT_IN_USE;
+        itemCounts[*index] = static_cast<uint16_t>(size);
+        slotCount = std::max<uint16_t>(slotCount, *index + 1);
+        memoryInUse += size;
         CheckMemoryBounds();
-        *index = static_cast<unsigned char>(slot);
         return ERR_OK;
     }
-
     void DiscardDataset(unsigned char index) override
     {
         discarded.push_back(index);
-        memManager->Free(&blobs[index]);
-        memoryInUse -= sizes[index];
+        memoryInUse -= blobs[index].size();
         datasetStates[index] = SLOT_FREE;
     }
-
     ERRORSTATUS RequestSaveBlock(unsigned char index, unsigned char** data, unsigned long* size) override
     {
-        memManager->Duplicate(&blobs[index], &saveBlock);
-        *data = static_cast<unsigned char*>(saveBlock);
-        *size = sizes[index];
+        *data = blobs[index].data();
+        *size = blobs[index].size();
         return ERR_OK;
     }
-
     ERRORSTATUS ReleaseSaveBlock(unsigned char** data) override
     {
-        memManager->Free(&saveBlock);
         *data = nullptr;
         return ERR_OK;
-    }
-
-    Bytes Data(unsigned char index) const
-    {
-        const auto* bytes = static_cast<const unsigned char*>(blobs[index]);
-        return Bytes(bytes, bytes + sizes[index]);
     }
     unsigned char State(unsigned char index) const { return datasetStates[index]; }
     uint32_t MemoryInUse() const { return memoryInUse; }
@@ -106,11 +89,11 @@ TEST_F(DataManagerTest, RequestsShareOneLoadAndListFromTheHighestSlot)
     EXPECT_EQ(Request("alpha"), 0u);
     EXPECT_EQ(Request("beta"), 1u);
     EXPECT_EQ(blobs.reads, 2);
-    EXPECT_EQ(blobs.Data(1), Blob('B', 20));
+    EXPECT_EQ(blobs.blobs[1], Blob('B', 20));
     unsigned char found = 0;
+    char name[20];
     ASSERT_EQ(blobs.QueryDatasetPos(Text("beta"), &found), ERR_OK);
     EXPECT_EQ(found, 1);
-    char name[20];
     ASSERT_EQ(blobs.QueryDatasetName(0, name), ERR_OK);
     EXPECT_STREQ(name, "alpha");
 
@@ -128,11 +111,9 @@ TEST_F(DataManagerTest, RequestsShareOneLoadAndListFromTheHighestSlot)
 
 TEST_F(DataManagerTest, ReleasedDatasetsStayIdleOnlyUnderTheLimit)
 {
-    // The default limit of 0 discards on release.
     Request("alpha");
-    blobs.ReleaseDataset(Text("alpha"));
-    EXPECT_EQ(blobs.State(0), DataManager::SLOT_FREE);
-    EXPECT_EQ(blobs.MemoryInUse(), 0u);
+    blobs.ReleaseDataset(Text("alpha")); // the default limit of 0 discards at once
+    EXPECT_EQ(blobs.discarded, std::vector<unsigned>{0});
 
     blobs.SetIdleMemoryLimit(1000);
     Request("alpha");
@@ -167,7 +148,6 @@ TEST_F(DataManagerTest, FailuresCarryTheirCodes)
     _DATASETLIST* list = reinterpret_cast<_DATASETLIST*>(1);
     EXPECT_EQ(blobs.RequestList(&list), ERR_OK);
     EXPECT_EQ(list, nullptr);
-
     Request("alpha");
     Request("beta");
     Request("gamma");
@@ -184,23 +164,19 @@ TEST_F(DataManagerTest, FailuresCarryTheirCodes)
 TEST_F(DataManagerTest, SaveWritesBackInPlaceAndSaveAsIntoAnotherFile)
 {
     Request("beta");
-    std::memcpy(blobs.blobs[1], "edited", 6);
-    Bytes edited = Blob('B', 20);
+    Bytes& edited = blobs.blobs[1];
     std::copy_n("edited", 6, edited.begin());
     ASSERT_EQ(blobs.Save(1), ERR_OK);
     // A replaced block moves to the end of its file.
     EXPECT_EQ(ReadBytes("GAME.LIB"), LibraryBytes({kGame[0], kGame[2], kGame[3], {"beta", kBlob, edited}}));
-    blobs.ReleaseSaveBlock(reinterpret_cast<unsigned char**>(&blobs.saveBlock));
     ASSERT_EQ(blobs.SaveAs(1, Text("SAVE.LIB"), 0), ERR_OK);
     EXPECT_EQ(ReadBytes("SAVE.LIB"), LibraryBytes({{"beta", kBlob, edited}}));
-    blobs.ReleaseSaveBlock(reinterpret_cast<unsigned char**>(&blobs.saveBlock));
 
-    // A fresh manager reading the saved file sees the edit.
+    // A fresh manager reading the saved file sees the edit; the blocks behind
+    // the cut are still found at their shifted offsets.
     Library otherLibrary{&memory, &disk};
     BlobManager reader{&memory, &otherLibrary};
     ASSERT_EQ(reader.RegisterFile(Text("SAVE.LIB")), ERR_OK);
-    EXPECT_EQ(reader.Data(Request("beta", &reader)), edited);
-
-    // The blocks behind the cut are still found at their shifted offsets.
-    EXPECT_EQ(blobs.Data(Request("gamma")), Blob('G', 30));
+    EXPECT_EQ(reader.blobs[Request("beta", &reader)], edited);
+    EXPECT_EQ(blobs.blobs[Request("gamma")], Blob('G', 30));
 }

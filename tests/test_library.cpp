@@ -83,14 +83,13 @@ TEST_F(LibraryTest, AddLibraryWritesTheFileFormat)
     EXPECT_FALSE(FileExists("NONE.LIB"));
 
     _LIBDATA record;
-    Text firstName("FIRST"), nothing("NOTHING");
-    ASSERT_EQ(library.RequestLibData(firstName, &record), ERR_OK);
+    ASSERT_EQ(library.RequestLibData(Text("FIRST"), &record), ERR_OK);
     EXPECT_EQ(Value(record.next), nullptr);
     EXPECT_STREQ(record.fileName, "GAME.LIB");
     EXPECT_EQ(Value(record.offset) + Value(record.size), 50u);
     EXPECT_EQ(Value(record.type), kSpr1);
     EXPECT_EQ(record.compressed + record.inUse, 0);
-    EXPECT_EQ(Err(library.RequestLibData(nothing, &record)), ERR_LIB_NO_BLOCK);
+    EXPECT_EQ(Err(library.RequestLibData(Text("NOTHING"), &record)), ERR_LIB_NO_BLOCK);
     EXPECT_TRUE(LogEntries().empty());
 }
 
@@ -158,9 +157,8 @@ TEST_F(LibraryTest, ContentsListsAreTheCallersOwn)
 
     // A failed scan hands back no list.
     WriteBytes("DATA/BAD.LIB", Bytes{'Q', 'O', 'R'});
-    Text spec("DATA\\*.LIB");
     _LIBDATA* list = reinterpret_cast<_LIBDATA*>(1);
-    EXPECT_EQ(Err(library.RequestContents(spec, &list)), ERR_LIB_DISK);
+    EXPECT_EQ(Err(library.RequestContents(Text("DATA\\*.LIB"), &list)), ERR_LIB_DISK);
     EXPECT_EQ(list, nullptr);
 }
 
@@ -320,18 +318,11 @@ TEST(LibraryLifetime, DestructorWithdrawsStarDotStar)
         LeakOnPurpose recordsOutliveTheirManager;
         MemManager memory;
         DiskData disk(&memory);
-        Library library(&memory, &disk);
         WriteBytes("A.LIB", LibraryBytes({{"ONE", kSpr1, {1}}, {"TWO", kSpr1, {2}}}));
-        Text a("A.LIB");
-        ASSERT_EQ(library.RegisterBlocks(a, LIB_ALL_TYPES), ERR_OK);
-        {
-            Library other(&memory, &disk);
-            ASSERT_EQ(other.RegisterBlocks(a, LIB_ALL_TYPES), ERR_OK);
-        }
-        EXPECT_TRUE(LogEntries().empty()); // all of A.LIB went
         WriteBytes("NODOT", LibraryBytes({{"THREE", kSpr1, {3}}}));
-        Text nodot("NODOT");
-        ASSERT_EQ(library.RegisterBlocks(nodot, LIB_ALL_TYPES), ERR_OK);
+        ASSERT_EQ(Library(&memory, &disk).RegisterBlocks(Text("A.LIB"), LIB_ALL_TYPES), ERR_OK);
+        EXPECT_TRUE(LogEntries().empty()); // all of A.LIB went with its library
+        ASSERT_EQ(Library(&memory, &disk).RegisterBlocks(Text("NODOT"), LIB_ALL_TYPES), ERR_OK);
     }
     Library missing(nullptr, nullptr);
     EXPECT_EQ(LogEntries(), (Lines{AssertLine("memman", 80), AssertLine("library", 261), AssertLine("library", 247)}));
