@@ -11,13 +11,9 @@ std::string Assert(unsigned long line)
     return AssertLine("diskdata", line);
 }
 
-class DiskDataTest : public testing::Test {
+class DiskDataTest : public DataTest {
 protected:
-    void SetUp() override { DebugInit(); }
     unsigned Err(ERRORSTATUS result) const { return result == ERR_OK ? 0u : disk.errorCode; }
-
-    MemManager memory;
-    DiskData disk{&memory};
 };
 } // namespace
 
@@ -69,39 +65,30 @@ TEST_F(DiskDataTest, RequestBlockReadsRangesAndRefusesBadOnes)
 {
     const Bytes content = RandomBytes(20000, 1);
     WriteBytes("DATA.BIN", content);
-    Text file("DATA.BIN"), missing("NONE.BIN");
-    unsigned char* data = nullptr;
-    // {offset, size asked, bytes expected}: size 0 reads to the end.
+    // Size 0 reads to the end; a length that runs past the end is a short
+    // read, however large. {file, offset, size, bytes read or code, log line}
     const struct {
-        unsigned long offset, size, length;
-    } reads[] = {{0, 0, 20000}, {19990, 0, 10}, {9000, 100, 100}};
-    for (const auto& r : reads) {
-        unsigned long size = r.size;
-        ASSERT_EQ(disk.RequestBlock(file, r.offset, &size, &data), ERR_OK);
-        EXPECT_EQ(Bytes(data, data + size), Bytes(&content[r.offset], &content[r.offset] + r.length));
+        const char* file;
+        unsigned long offset, size, result, line;
+    } cases[] = {{"DATA.BIN", 0, 0, 20000, 0},          {"DATA.BIN", 19990, 0, 10, 0},
+                 {"DATA.BIN", 9000, 100, 100, 0},       {"DATA.BIN", 20000, 0, ERR_DISK_PAST_END, 131},
+                 {"DATA.BIN", 0, 20001, ERR_DISK_READ, 157}, {"DATA.BIN", 0, 0xFFFFFFFF, ERR_DISK_READ, 157},
+                 {"NONE.BIN", 0, 0, ERR_DISK_OPEN, 118}};
+    for (const auto& c : cases) {
+        unsigned long size = c.size;
+        unsigned char* data = nullptr;
+        const ERRORSTATUS result = disk.RequestBlock(Text(c.file), c.offset, &size, &data);
+        if (c.line != 0) {
+            EXPECT_EQ(Err(result), c.result);
+            EXPECT_EQ(LogEntries().back(), Assert(c.line));
+            continue;
+        }
+        ASSERT_EQ(result, ERR_OK);
+        EXPECT_EQ(Bytes(data, data + size), Bytes(&content[c.offset], &content[c.offset] + c.result));
         disk.ReleaseBlock(&data);
         EXPECT_EQ(data, nullptr);
     }
-    EXPECT_TRUE(LogEntries().empty());
-
-    // A length that runs past the end is a short read, however large.
-    const struct {
-        Text* file;
-        unsigned long offset, size;
-        unsigned code;
-        unsigned long line;
-    } failures[] = {{&file, 20000, 0, ERR_DISK_PAST_END, 131}, {&file, 0, 20001, ERR_DISK_READ, 157},
-                    {&file, 0, 0xFFFFFFFF, ERR_DISK_READ, 157}, {&missing, 0, 0, ERR_DISK_OPEN, 118}};
-    for (const auto& f : failures) {
-        unsigned long size = f.size;
-        EXPECT_EQ(Err(disk.RequestBlock(*f.file, f.offset, &size, &data)), f.code);
-        EXPECT_EQ(data, nullptr);
-        EXPECT_EQ(LogEntries().back(), Assert(f.line));
-    }
-    unsigned long size = 1;
-    ASSERT_EQ(disk.RequestBlock(file, 0, &size, &data), ERR_OK);
-    disk.ReleaseBlock(&data);
-    EXPECT_EQ(disk.errorCode, ERR_DISK_OPEN); // kept after a later success
+    EXPECT_EQ(LogEntries().size(), 4u);
 }
 
 TEST_F(DiskDataTest, StatListKeepsTheDirectoryPartAndRunsInReverse)
@@ -111,9 +98,8 @@ TEST_F(DiskDataTest, StatListKeepsTheDirectoryPartAndRunsInReverse)
     WriteBytes("DATA/b.lib", Bytes(7, 1));
     WriteBytes("DATA/NODOT", Bytes(11, 1));
     auto names = [&](const char* pattern) {
-        Text text(pattern);
         _FILESTATS* list = reinterpret_cast<_FILESTATS*>(1);
-        EXPECT_EQ(disk.QueryStatList(text, &list), ERR_OK) << pattern;
+        EXPECT_EQ(disk.QueryStatList(Text(pattern), &list), ERR_OK) << pattern;
         Lines found;
         for (_FILESTATS* record = list; record != nullptr; record = record->next) {
             found.push_back(std::string(record->name) + "=" + std::to_string(record->size));
@@ -136,8 +122,7 @@ TEST_F(DiskDataTest, OpenFilesAreListedUntilClosed)
 {
     WriteBytes("ONE.BIN", Bytes{1, 2, 3});
     Text one("ONE.BIN"), two("TWO.BIN"), none("NONE.BIN");
-    FILE* first = nullptr;
-    FILE* second = nullptr;
+    FILE *first = nullptr, *second = nullptr;
     ASSERT_EQ(disk.OpenFileR(one, &first), ERR_OK);
     ASSERT_EQ(disk.CreateFileW(two, &second), ERR_OK);
     EXPECT_EQ(disk.QueryOpenFileFirst()->stream, second);
@@ -191,8 +176,7 @@ TEST_F(DiskDataTest, RemoveDataBlockCutsRangesInPlace)
         EXPECT_EQ(fs::current_path(), home);
     }
     EXPECT_EQ(filesInData(), 1);
-    Text elsewhere("NODIR\\CUT.BIN");
-    EXPECT_EQ(Err(disk.RemoveDataBlock(elsewhere, 0, 1)), ERR_DISK_CHDIR);
+    EXPECT_EQ(Err(disk.RemoveDataBlock(Text("NODIR\\CUT.BIN"), 0, 1)), ERR_DISK_CHDIR);
     EXPECT_EQ(LogEntries(), (Lines{Assert(652)}));
 
     // A failed copy (a range past the end, a missing file) leaves the file,
@@ -200,8 +184,7 @@ TEST_F(DiskDataTest, RemoveDataBlockCutsRangesInPlace)
     const std::pair<const char*, unsigned> failures[] = {{"DATA\\CUT.BIN", ERR_DISK_READ},
                                                          {"DATA\\NONE.BIN", ERR_DISK_OPEN}};
     for (const auto& f : failures) {
-        Text name(f.first);
-        EXPECT_EQ(Err(disk.RemoveDataBlock(name, expected.size() - 5, 10)), f.second) << f.first;
+        EXPECT_EQ(Err(disk.RemoveDataBlock(Text(f.first), expected.size() - 5, 10)), f.second) << f.first;
         EXPECT_EQ(fs::current_path(), home / "DATA");
         fs::current_path(home);
     }
