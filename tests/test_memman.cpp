@@ -11,25 +11,20 @@ std::string Assert(unsigned long line)
     return AssertLine("memman", line);
 }
 
-class MemManagerTest : public testing::Test {
+class MemManagerTest : public DataTest {
 protected:
-    void SetUp() override { DebugInit(); }
-
     unsigned char* Block(unsigned long size)
     {
         void* block = nullptr;
         EXPECT_EQ(memory.Allocate(&block, size), ERR_OK);
         return static_cast<unsigned char*>(block);
     }
-
     void Free(unsigned char* block)
     {
         void* p = block;
         memory.Free(&p);
         EXPECT_EQ(p, nullptr);
     }
-
-    MemManager memory;
 };
 } // namespace
 
@@ -98,8 +93,7 @@ TEST_F(MemManagerTest, HeapExhaustionSetsTheCodeAndLeavesThePointer)
 
 TEST_F(MemManagerTest, DuplicateAndChecksums)
 {
-    void* source = Block(5);
-    void* copy = nullptr;
+    void *source = Block(5), *copy = nullptr;
     std::memcpy(source, "abcde", 5);
     ASSERT_EQ(memory.Duplicate(&source, &copy), ERR_OK);
     ASSERT_NE(copy, source);

@@ -1,6 +1,4 @@
-#include <tollivex.h>
-
-#include <gtest/gtest.h>
+#include "support/libfiles.h"
 
 #include <atomic>
 
@@ -12,11 +10,7 @@ unsigned long Param(void* p)
 
 // What another thread sees of a mutex: IsOwned * 10 + RequestIfFree. A
 // mutex it took goes back, unless it keeps it to the end of the thread.
-struct Probe {
-    MutexSem* mutex;
-    bool keep;
-    int seen;
-};
+struct Probe { MutexSem* mutex; bool keep; int seen; };
 
 unsigned long ProbeMutex(void* argument)
 {
@@ -84,17 +78,12 @@ TEST(EventSem, StaysPostedUntilEveryPostIsConsumed)
 }
 
 namespace {
-struct Handshake {
-    EventSem ready, go;
-    std::atomic<int> stage{0};
-};
+struct Handshake { EventSem go; std::atomic<int> stage{0}; };
 
 unsigned long WaitForGo(void* argument)
 {
-    auto* handshake = static_cast<Handshake*>(argument);
-    handshake->ready.Post();
-    handshake->go.WaitOn();
-    handshake->stage = 2;
+    static_cast<Handshake*>(argument)->go.WaitOn();
+    static_cast<Handshake*>(argument)->stage = 2;
     return 0;
 }
 
@@ -113,8 +102,7 @@ TEST(Thread, WaitOnWakesOnAPostAndKillEndsAThread)
 {
     Handshake handshake;
     Thread waiter(WaitForGo, Param(&handshake), 0);
-    handshake.ready.WaitOn();
-    for (int i = 0; i < 20; ++i)
+    for (int i = 0; i < 50; ++i)
         GiveupThreadTime();
     EXPECT_EQ(handshake.stage, 0);
     handshake.go.Post();

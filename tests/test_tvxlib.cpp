@@ -13,10 +13,7 @@ namespace fs = std::filesystem;
 using namespace tvxtest;
 
 namespace {
-struct ToolRun {
-    int status;
-    std::string out, err;
-};
+struct ToolRun { int status; std::string out, err; };
 
 class TvxlibTest : public testing::Test {
 protected:
@@ -42,10 +39,7 @@ protected:
         int status = std::system(command.c_str());
         status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 #endif
-        ToolRun run{status, Slurp("tool.out"), Slurp("tool.err")};
-        fs::remove("tool.out");
-        fs::remove("tool.err");
-        return run;
+        return ToolRun{status, Slurp("tool.out"), Slurp("tool.err")};
     }
 
     // Text-mode output, so that Windows line ends read as "\n".
@@ -54,6 +48,7 @@ protected:
         std::string text;
         for (const std::string& line : ReadLines(path))
             text += line + "\n";
+        fs::remove(path);
         return text;
     }
 
@@ -119,8 +114,6 @@ TEST_F(TvxlibTest, FailuresSayWhyAndLeaveFilesAlone)
         {"add GAME.LIB NEW missing.bin", 1, "cannot read"},
         {"extract GAME.LIB THREE out.bin", 1, "error 1228: There is no block of that name."},
         {"rename GAME.LIB ONE TWO", 1, "error 1231"},
-        {"list LONGFILENAME.LIB", 1, "error 1222"},
-        {"list NONE.LIB", 1, "error 1223"},
         {"remove NONE.LIB ONE", 1, "error 1226"},
         {"frobnicate GAME.LIB", 2, "unknown command"},
         {"add GAME.LIB ONE", 2, "wrong number of arguments"},
