@@ -15,7 +15,6 @@
 
 #include <algorithm>
 #include <random>
-#include <string>
 
 namespace tvxtest {
 
@@ -24,16 +23,11 @@ using Lines = std::vector<std::string>;
 
 inline uint32_t Code(const char (&text)[5])
 {
-    return uint32_t(uint8_t(text[0])) | uint32_t(uint8_t(text[1])) << 8 | uint32_t(uint8_t(text[2])) << 16 |
-           uint32_t(uint8_t(text[3])) << 24;
+    return uint8_t(text[0]) | uint8_t(text[1]) << 8 | uint8_t(text[2]) << 16 | uint32_t(uint8_t(text[3])) << 24;
 }
 
-struct BlockSpec {
-    std::string name; // written as is, up to 20 bytes
-    uint32_t type;
-    Bytes data; // the stored bytes
-    uint8_t compressed = 0;
-};
+// A block as it stands in the file: the name written as is, up to 20 bytes.
+struct BlockSpec { std::string name; uint32_t type; Bytes data; uint8_t compressed = 0; };
 
 inline Bytes LibraryBytes(const std::vector<BlockSpec>& blocks, uint16_t version = 259)
 {
@@ -60,8 +54,7 @@ inline Bytes RandomBytes(size_t size, uint32_t seed)
 {
     std::mt19937 random(seed);
     Bytes out(size);
-    for (auto& byte : out)
-        byte = static_cast<unsigned char>(random());
+    std::generate(out.begin(), out.end(), [&] { return static_cast<unsigned char>(random()); });
     return out;
 }
 
@@ -70,7 +63,6 @@ inline Bytes CompressibleBytes(size_t size, uint32_t seed)
 {
     std::mt19937 random(seed);
     Bytes out;
-    out.reserve(size);
     while (out.size() < size) {
         if (out.size() > 20 && random() % 3 != 0) {
             const size_t distance = 1 + random() % std::min<size_t>(out.size(), 20000);
@@ -122,7 +114,7 @@ protected:
     void SetUp() override { DebugInit(); }
     unsigned Err(ERRORSTATUS result) const { return result == ERR_OK ? 0u : library.errorCode; }
     std::pair<Bytes, unsigned> Read(const std::string& name) { return ReadBlock(library, name); }
-    ERRORSTATUS Register(const std::string& spec, unsigned long type = LIB_ALL_TYPES)
+    ERRORSTATUS Register(const char* spec, unsigned long type = LIB_ALL_TYPES)
     {
         return library.RegisterBlocks(Text(spec), type);
     }
