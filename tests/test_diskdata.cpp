@@ -6,11 +6,6 @@ namespace fs = std::filesystem;
 using namespace tvxtest;
 
 namespace {
-std::string Assert(unsigned long line)
-{
-    return AssertLine("diskdata", line);
-}
-
 class DiskDataTest : public DataTest {
 protected:
     unsigned Err(ERRORSTATUS result) const { return result == ERR_OK ? 0u : disk.errorCode; }
@@ -58,7 +53,7 @@ TEST(DiskNames, LegalNamesCharactersAndWildcardMatching)
     EXPECT_TRUE(LogEntries().empty());
     Text longName("LONGFILENAME.LIB"), pattern("*.LIB");
     EXPECT_EQ(TestFilename(longName, pattern), 0);
-    EXPECT_EQ(LogEntries(), (Lines{Assert(911)}));
+    EXPECT_EQ(LogEntries(), Asserts("diskdata", {911}));
 }
 
 TEST_F(DiskDataTest, RequestBlockReadsRangesAndRefusesBadOnes)
@@ -80,7 +75,7 @@ TEST_F(DiskDataTest, RequestBlockReadsRangesAndRefusesBadOnes)
         const ERRORSTATUS result = disk.RequestBlock(Text(c.file), c.offset, &size, &data);
         if (c.line != 0) {
             EXPECT_EQ(Err(result), c.result);
-            EXPECT_EQ(LogEntries().back(), Assert(c.line));
+            EXPECT_EQ(LogEntries().back(), AssertLine("diskdata", c.line));
             continue;
         }
         ASSERT_EQ(result, ERR_OK);
@@ -145,7 +140,7 @@ TEST_F(DiskDataTest, OpenFilesAreListedUntilClosed)
         ASSERT_EQ(careless.OpenFileR(one, &first), ERR_OK);
         record = careless.QueryOpenFileFirst();
     }
-    EXPECT_EQ(LogEntries(), (Lines{Assert(546), Assert(88)}));
+    EXPECT_EQ(LogEntries(), Asserts("diskdata", {546, 88}));
     EXPECT_EQ(std::fgetc(first), 1);
     std::fclose(first);
     memory.Free(&record);
@@ -177,7 +172,7 @@ TEST_F(DiskDataTest, RemoveDataBlockCutsRangesInPlace)
     }
     EXPECT_EQ(filesInData(), 1);
     EXPECT_EQ(Err(disk.RemoveDataBlock(Text("NODIR\\CUT.BIN"), 0, 1)), ERR_DISK_CHDIR);
-    EXPECT_EQ(LogEntries(), (Lines{Assert(652)}));
+    EXPECT_EQ(LogEntries(), Asserts("diskdata", {652}));
 
     // A failed copy (a range past the end, a missing file) leaves the file,
     // the scratch copy and the current directory as they are.

@@ -5,11 +5,6 @@
 using namespace tvxtest;
 
 namespace {
-std::string Assert(unsigned long line)
-{
-    return AssertLine("lzss", line);
-}
-
 Bytes Ascii(const std::string& s)
 {
     return Bytes(s.begin(), s.end());
@@ -162,7 +157,7 @@ TEST_F(LzssTest, HandWorkedStreams)
     }
     // "ABCDABCD" fills its last byte exactly: the decoder's 4-bit end
     // distance needs one bit past the stream, which reads as 0 and is logged.
-    EXPECT_EQ(LogEntries(), (Lines{Assert(63)}));
+    EXPECT_EQ(LogEntries(), Asserts("lzss", {63}));
 }
 
 TEST_F(LzssTest, MatchesTheReferenceCoderAcrossWidthStepsAndSlides)
@@ -204,7 +199,7 @@ TEST_F(LzssTest, ShortOutputAreas)
     EXPECT_EQ(lzss.errorCode, ERR_LZSS_OUTPUT_FULL);
     EXPECT_TRUE(LogEntries().empty());
     EXPECT_EQ(Compress(Ascii("ABCDABCD"), 4), (Bytes{0x04, 0x09, 0x11, 0x26}));
-    EXPECT_EQ(LogEntries(), (Lines{Assert(109), Assert(109)}));
+    EXPECT_EQ(LogEntries(), Asserts("lzss", {109, 109}));
     EXPECT_EQ(Compress(Ascii("AB")), (Bytes{0x04, 0x09, 0x05}));
     EXPECT_EQ(lzss.errorCode, ERR_LZSS_OUTPUT_FULL);
 }
@@ -214,7 +209,7 @@ TEST_F(LzssTest, StreamsThatEndEarlyOrReachBeforeTheirStart)
     // No input at all reads as zero bits: literal zeros until the area is
     // full, one log line per byte read past the end (six literals, 54 bits).
     EXPECT_EQ(Expand({}, 5), std::make_pair(Bytes(5, 0), unsigned(ERR_LZSS_OUTPUT_FULL)));
-    EXPECT_EQ(LogEntries(), Lines(7, Assert(63)));
+    EXPECT_EQ(LogEntries(), Lines(7, AssertLine("lzss", 63)));
 
     // "A", "B", then length 3 at distance 3 (2-bit field): the copy starts
     // one byte before the stream, in the ring's untouched 0xCC fill.
@@ -243,7 +238,7 @@ TEST_F(LzssTest, ConstructionFailureAndMisuse)
     lzss.SetOutBuffer(nullptr, 100);
     lzss.SetMemManager(nullptr);
     LZSS broken(nullptr);
-    EXPECT_EQ(LogEntries(), (Lines{Assert(626), Assert(643), Assert(660), Assert(567)}));
+    EXPECT_EQ(LogEntries(), Asserts("lzss", {626, 643, 660, 567}));
     EXPECT_EQ(broken.errorCode, ERR_NO_MEMORY);
     unsigned long length = 7;
     EXPECT_EQ(broken.Compress(&length), ERR_FAILURE);

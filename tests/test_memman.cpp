@@ -6,11 +6,6 @@
 using namespace tvxtest;
 
 namespace {
-std::string Assert(unsigned long line)
-{
-    return AssertLine("memman", line);
-}
-
 class MemManagerTest : public DataTest {
 protected:
     unsigned char* Block(unsigned long size)
@@ -55,7 +50,7 @@ TEST_F(MemManagerTest, OnlyTheGuardBytesNextToTheDataAreTested)
 
     // Free reports the damage only as an assertion, then releases anyway.
     Free(q);
-    EXPECT_EQ(LogEntries(), (Lines{Assert(399), Assert(377), Assert(399), Assert(166)}));
+    EXPECT_EQ(LogEntries(), Asserts("memman", {399, 377, 399, 166}));
     EXPECT_EQ(ReadLines("debug2.err").size(), 3u);
 }
 
@@ -77,8 +72,7 @@ TEST_F(MemManagerTest, MisuseIsLoggedAndTolerated)
     Free(Block(500000)); // a sanity bound, not a limit
 
     // The interior pointer's "lower guard" is a data byte, so it reads as damaged.
-    EXPECT_EQ(LogEntries(), (Lines{Assert(146), Assert(166), Assert(319), Assert(200), Assert(256), Assert(141),
-                                   Assert(134), Assert(95), Assert(97)}));
+    EXPECT_EQ(LogEntries(), Asserts("memman", {146, 166, 319, 200, 256, 141, 134, 95, 97}));
 }
 
 TEST_F(MemManagerTest, HeapExhaustionSetsTheCodeAndLeavesThePointer)
@@ -119,7 +113,7 @@ TEST_F(MemManagerTest, DuplicateAndChecksums)
     EXPECT_EQ(memory.CheckChecksum(bytes + 10), 0); // one past the block is no part of it
     memory.CalcChecksum(bytes + 10);
     Free(bytes);
-    EXPECT_EQ(LogEntries(), (Lines{Assert(256), Assert(515), Assert(256), Assert(465)}));
+    EXPECT_EQ(LogEntries(), Asserts("memman", {256, 515, 256, 465}));
 }
 
 TEST(MemManagerLifetime, ZeroByteBlocksAreNeverFoundAndOutliveTheManager)
@@ -137,6 +131,6 @@ TEST(MemManagerLifetime, ZeroByteBlocksAreNeverFoundAndOutliveTheManager)
         EXPECT_EQ(*static_cast<unsigned char*>(block), 0xCC);
         std::free(static_cast<unsigned char*>(copy) - 8);
     }
-    EXPECT_EQ(LogEntries(), (Lines{Assert(96), Assert(256), Assert(141), Assert(256), Assert(96), Assert(80)}));
+    EXPECT_EQ(LogEntries(), Asserts("memman", {96, 256, 141, 256, 96, 80}));
     std::free(static_cast<unsigned char*>(block) - 8);
 }

@@ -87,6 +87,15 @@ inline std::string AssertLine(const std::string& source, unsigned long line)
     return "Assert error in file " + source + " at line " + std::to_string(line) + ".";
 }
 
+// The log lines of failed assertions at these lines of one source.
+inline Lines Asserts(const std::string& source, std::initializer_list<unsigned long> lines)
+{
+    Lines out;
+    for (unsigned long line : lines)
+        out.push_back(AssertLine(source, line));
+    return out;
+}
+
 // A block's bytes as RequestLibrary gives them, or no bytes and the error code.
 inline std::pair<Bytes, unsigned> ReadBlock(Library& library, const std::string& name)
 {
