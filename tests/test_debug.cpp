@@ -23,26 +23,3 @@ TEST(DebugLog, EntriesFollowTheHeaderInCallOrder)
                                    "Debug Message: " + std::string(255 - 15, 'm'),
                                    "Assert error in file " + std::string(79 - 21, 'm')}));
 }
-
-namespace {
-unsigned long LogFromThread(void* tag)
-{
-    const std::string text = "writer " + std::to_string(reinterpret_cast<uintptr_t>(tag));
-    for (int i = 0; i < 200; ++i)
-        _DebugMessage(text.c_str());
-    return 0;
-}
-} // namespace
-
-TEST(DebugLog, LinesFromSeveralThreadsStayWhole)
-{
-    DebugInit();
-    {
-        Thread first(LogFromThread, 1, 0), second(LogFromThread, 2, 0);
-        first.Wait();
-        second.Wait();
-    }
-    const Lines entries = LogEntries();
-    EXPECT_EQ(entries.size(), 400u);
-    EXPECT_EQ(std::count(entries.begin(), entries.end(), "Debug Message: writer 1"), 200);
-}

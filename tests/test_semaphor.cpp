@@ -1,12 +1,12 @@
 #include "support/libfiles.h"
 
+#include <algorithm>
 #include <atomic>
 
+using namespace tvxtest;
+
 namespace {
-unsigned long Param(void* p)
-{
-    return static_cast<unsigned long>(reinterpret_cast<uintptr_t>(p));
-}
+unsigned long Param(void* p) { return static_cast<unsigned long>(reinterpret_cast<uintptr_t>(p)); }
 
 // What another thread sees of a mutex: IsOwned * 10 + RequestIfFree. A
 // mutex it took goes back, unless it keeps it to the end of the thread.
@@ -25,8 +25,7 @@ unsigned long ProbeMutex(void* argument)
 int FromAnotherThread(MutexSem& mutex, bool keep = false)
 {
     Probe probe{&mutex, keep, -1};
-    Thread thread(ProbeMutex, Param(&probe), 0);
-    thread.Wait();
+    Thread(ProbeMutex, Param(&probe), 0).Wait();
     return probe.seen;
 }
 } // namespace
@@ -78,16 +77,17 @@ TEST(EventSem, StaysPostedUntilEveryPostIsConsumed)
 }
 
 namespace {
-struct Handshake { EventSem go; std::atomic<int> stage{0}; };
+EventSem go;
+std::atomic<int> spins{0};
 
-unsigned long WaitForGo(void* argument)
+unsigned long LogWhenPosted(void* tag)
 {
-    static_cast<Handshake*>(argument)->go.WaitOn();
-    static_cast<Handshake*>(argument)->stage = 2;
+    go.WaitOn();
+    const std::string text = "writer " + std::to_string(reinterpret_cast<uintptr_t>(tag));
+    for (int i = 0; i < 200; ++i)
+        _DebugMessage(text.c_str());
     return 0;
 }
-
-std::atomic<int> spins{0};
 
 unsigned long SpinUntilKilled(void*)
 {
@@ -98,16 +98,19 @@ unsigned long SpinUntilKilled(void*)
 }
 } // namespace
 
-TEST(Thread, WaitOnWakesOnAPostAndKillEndsAThread)
+TEST(Thread, WritersWaitForThePostTheirLinesStayWholeAndKillEndsAThread)
 {
-    Handshake handshake;
-    Thread waiter(WaitForGo, Param(&handshake), 0);
+    DebugInit();
+    Thread first(LogWhenPosted, 1, 0), second(LogWhenPosted, 2, 0);
     for (int i = 0; i < 50; ++i)
         GiveupThreadTime();
-    EXPECT_EQ(handshake.stage, 0);
-    handshake.go.Post();
-    waiter.Wait();
-    EXPECT_EQ(handshake.stage, 2);
+    EXPECT_TRUE(LogEntries().empty()); // both wait on the event
+    go.Post();
+    first.Wait();
+    second.Wait();
+    const Lines entries = LogEntries();
+    EXPECT_EQ(entries.size(), 400u);
+    EXPECT_EQ(std::count(entries.begin(), entries.end(), "Debug Message: writer 1"), 200);
 
     Thread spinner(SpinUntilKilled, 0, 64 * 1024);
     while (spins < 10)
