@@ -35,24 +35,17 @@ TEST(DiskNames, LegalNamesCharactersAndWildcardMatching)
         EXPECT_EQ(IsDOSFnWildcard(c), c == '*' || c == '?' ? 1 : 0) << c;
     }
 
-    const struct {
-        const char* name;
-        const char* pattern;
-        int match;
-    } matches[] = {
+    const struct { const char *name, *pattern; int match; } matches[] = {
         {"GAME.LIB", "*.LIB", 1}, {"GAME.LIB", "*.lib", 0}, {"GAME.LIB", "G?ME.*", 1}, {"GAME.LIB", "*", 1},
         {"GAME.LIB", "GAME.LI", 0}, {"GAME.LI", "GAME.LIB", 0}, {"GAM", "GAM?", 1}, {"GAME", "*.*", 0},
         {"DATA\\GAME.LIB", "OTHER\\*.LIB", 1}, // only the file parts count
         {"ABAC", "*A?", 0},                    // first "A" taken, no retry at the later one
         {"XAB", "*A?", 1}, {"SAVE12.DAT", "SAVE?.DAT", 0},
     };
-    for (const auto& c : matches) {
-        Text name(c.name), pattern(c.pattern);
-        EXPECT_EQ(TestFilename(name, pattern), c.match) << c.name << " ~ " << c.pattern;
-    }
+    for (const auto& c : matches)
+        EXPECT_EQ(TestFilename(Text(c.name), Text(c.pattern)), c.match) << c.name << " ~ " << c.pattern;
     EXPECT_TRUE(LogEntries().empty());
-    Text longName("LONGFILENAME.LIB"), pattern("*.LIB");
-    EXPECT_EQ(TestFilename(longName, pattern), 0);
+    EXPECT_EQ(TestFilename(Text("LONGFILENAME.LIB"), Text("*.LIB")), 0);
     EXPECT_EQ(LogEntries(), Asserts("diskdata", {911}));
 }
 
@@ -62,10 +55,7 @@ TEST_F(DiskDataTest, RequestBlockReadsRangesAndRefusesBadOnes)
     WriteBytes("DATA.BIN", content);
     // Size 0 reads to the end; a length that runs past the end is a short
     // read, however large. {file, offset, size, bytes read or code, log line}
-    const struct {
-        const char* file;
-        unsigned long offset, size, result, line;
-    } cases[] = {{"DATA.BIN", 0, 0, 20000, 0},          {"DATA.BIN", 19990, 0, 10, 0},
+    const struct { const char* file; unsigned long offset, size, result, line; } cases[] = {{"DATA.BIN", 0, 0, 20000, 0},          {"DATA.BIN", 19990, 0, 10, 0},
                  {"DATA.BIN", 9000, 100, 100, 0},       {"DATA.BIN", 20000, 0, ERR_DISK_PAST_END, 131},
                  {"DATA.BIN", 0, 20001, ERR_DISK_READ, 157}, {"DATA.BIN", 0, 0xFFFFFFFF, ERR_DISK_READ, 157},
                  {"NONE.BIN", 0, 0, ERR_DISK_OPEN, 118}};
@@ -108,7 +98,6 @@ TEST_F(DiskDataTest, StatListKeepsTheDirectoryPartAndRunsInReverse)
     // are pushed at the head, so the list runs the other way.
     EXPECT_EQ(names("DATA\\*.LIB"), (Lines{"DATA\\b.lib=7", "DATA\\A.LIB=5"}));
     EXPECT_EQ(names("DATA\\NODOT.*"), (Lines{"DATA\\NODOT=11"}));
-    EXPECT_EQ(names("NODIR\\*.*"), Lines{});
     EXPECT_EQ(names("DATA\\*.*").size(), 5u); // three files with "." and ".."
     EXPECT_TRUE(LogEntries().empty());
 }
@@ -154,7 +143,6 @@ TEST_F(DiskDataTest, OpenFilesAreListedUntilClosed)
 
 TEST_F(DiskDataTest, RemoveDataBlockCutsRangesInPlace)
 {
-    const Bytes content = RandomBytes(30000, 2);
     fs::create_directory("DATA");
     const fs::path home = fs::current_path();
     Text file("DATA\\CUT.BIN");
@@ -162,8 +150,8 @@ TEST_F(DiskDataTest, RemoveDataBlockCutsRangesInPlace)
 
     // Tail, head, middle across several copy buffers, a single byte.
     const std::pair<unsigned long, unsigned long> cuts[] = {{29000, 1000}, {0, 100}, {5000, 17000}, {12, 1}};
-    Bytes expected = content;
-    WriteBytes("DATA/CUT.BIN", content);
+    Bytes expected = RandomBytes(30000, 2);
+    WriteBytes("DATA/CUT.BIN", expected);
     for (const auto& cut : cuts) {
         ASSERT_EQ(disk.RemoveDataBlock(file, cut.first, cut.second), ERR_OK);
         expected.erase(expected.begin() + cut.first, expected.begin() + cut.first + cut.second);

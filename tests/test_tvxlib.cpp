@@ -98,11 +98,7 @@ TEST_F(TvxlibTest, FailuresSayWhyAndLeaveFilesAlone)
     const Bytes library = LibraryBytes({{"ONE", Code("DATA"), {1, 2, 3}}, {"TWO", Code("DATA"), {4, 5}}});
     WriteBytes("GAME.LIB", library);
     WriteBytes("in.bin", Bytes{9});
-    const struct {
-        const char* arguments;
-        int status;
-        const char* message;
-    } cases[] = {
+    const struct { const char* arguments; int status; const char* message; } cases[] = {
         {"add GAME.LIB ONE in.bin", 1, "error 1231: A block of that name exists already"},
         {"extract GAME.LIB THREE out.bin", 1, "error 1228: There is no block of that name."},
         {"rename GAME.LIB ONE TWO", 1, "error 1231"},
