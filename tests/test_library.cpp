@@ -9,9 +9,6 @@ using namespace tvxtest;
 namespace {
 const uint32_t kSpr1 = Code("SPR1"), kPal1 = Code("PAL1");
 
-// A copy of a packed field: gtest would bind a reference to it, unaligned.
-template <typename T>
-T Value(T field) { return field; }
 
 class LibraryTest : public DataTest {
 protected:
@@ -74,11 +71,11 @@ TEST_F(LibraryTest, AddLibraryWritesTheFileFormat)
 
     _LIBDATA record;
     ASSERT_EQ(library.RequestLibData(Text("FIRST"), &record), ERR_OK);
-    EXPECT_EQ(Value(record.next), nullptr);
+    EXPECT_EQ(+record.next, nullptr);
     EXPECT_STREQ(record.fileName, "GAME.LIB");
-    EXPECT_EQ(Value(record.offset), 45u);
-    EXPECT_EQ(Value(record.size), 5u);
-    EXPECT_EQ(Value(record.type), kSpr1);
+    EXPECT_EQ(+record.offset, 45u); // unary plus copies a packed field: gtest takes references
+    EXPECT_EQ(+record.size, 5u);
+    EXPECT_EQ(+record.type, kSpr1);
     EXPECT_EQ(record.compressed + record.inUse, 0);
     EXPECT_EQ(Err(library.RequestLibData(Text("NOTHING"), &record)), ERR_LIB_NO_BLOCK);
     EXPECT_TRUE(LogEntries().empty());
@@ -266,7 +263,7 @@ TEST_F(LibraryTest, FindBlockInFileReportsDamage)
     _LIBBLOCKHDR header;
     EXPECT_EQ(Find("FULL.LIB", "THREE", &header), "-1");
     EXPECT_EQ(Find("FULL.LIB", "TWO", &header), "48");
-    EXPECT_EQ(Value(header.size), 1u);
+    EXPECT_EQ(+header.size, 1u);
     const std::pair<const char*, unsigned> cases[] = {
         {"SHORTHDR.LIB", ERR_LIB_SHORT_READ}, {"SHORTBLK.LIB", ERR_LIB_SHORT_READ}, {"MAGIC.LIB", ERR_LIB_NOT_LIBRARY},
         {"NONE.LIB", ERR_LIB_NO_FILE},        {"*.LIB", ERR_LIB_NO_FILE},           {"NOT8.3NAME.LIB", ERR_LIB_BAD_NAME},

@@ -92,10 +92,6 @@ TEST(LibraryDamage, MutatedFilesNeverBreakTheLibrary)
             Bytes file = Mutate(goods[random() % goods.size()], random);
             if (random() % 4 == 0)
                 file = Mutate(file.size() > 50 ? file : goods[0], random);
-            if (seed % 50 == 0) { // noise, half of it behind a good header
-                file = RandomBytes(10 + random() % 400, seed);
-                std::copy_n(goods[0].begin(), seed % 100 == 0 ? 10 : 0, file.begin());
-            }
             WriteBytes("FUZZ.LIB", file);
 
             // Everything the library does with a file gives one of its codes,
