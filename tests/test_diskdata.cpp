@@ -49,7 +49,7 @@ TEST(DiskNames, LegalNamesCharactersAndWildcardMatching)
     EXPECT_EQ(LogEntries(), Asserts("diskdata", {911}));
 }
 
-TEST_F(DiskDataTest, RequestBlockReadsRangesAndRefusesBadOnes)
+TEST_F(DiskDataTest, BlockReadsAndDirectoryLists)
 {
     const Bytes content = RandomBytes(20000, 1);
     WriteBytes("DATA.BIN", content);
@@ -74,10 +74,8 @@ TEST_F(DiskDataTest, RequestBlockReadsRangesAndRefusesBadOnes)
         EXPECT_EQ(data, nullptr);
     }
     EXPECT_EQ(LogEntries().size(), 4u);
-}
 
-TEST_F(DiskDataTest, StatListKeepsTheDirectoryPartAndRunsInReverse)
-{
+    DebugInit();
     fs::create_directory("DATA");
     WriteBytes("DATA/A.LIB", Bytes(5, 1));
     WriteBytes("DATA/b.lib", Bytes(7, 1));

@@ -197,7 +197,7 @@ TEST_F(LzssTest, ShortOutputAreas)
     EXPECT_EQ(lzss.errorCode, ERR_LZSS_OUTPUT_FULL);
 }
 
-TEST_F(LzssTest, StreamsThatEndEarlyOrReachBeforeTheirStart)
+TEST_F(LzssTest, StreamsThatEndEarlyReachBackOrFollowOneAnother)
 {
     // No input at all reads as zero bits: literal zeros until the area is
     // full, one log line per byte read past the end (six literals, 54 bits).
@@ -209,10 +209,7 @@ TEST_F(LzssTest, StreamsThatEndEarlyOrReachBeforeTheirStart)
     DebugInit();
     EXPECT_EQ(Expand({0x04, 0x09, 0x1D, 0x02}, 10).first, (Bytes{'A', 'B', 0xCC, 'A', 'B'}));
     EXPECT_TRUE(LogEntries().empty());
-}
 
-TEST_F(LzssTest, PositionsCarryOverUntilTheBuffersAreSetAgain)
-{
     // Two streams back to back ("AB", then "AAAA") expand one after the
     // other into one area.
     Bytes streams = {0x04, 0x09, 0x05, 0x04, 0x87, 0x00}, out(8, 0);

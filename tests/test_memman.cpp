@@ -54,7 +54,7 @@ TEST_F(MemManagerTest, OnlyTheGuardBytesNextToTheDataAreTested)
     EXPECT_EQ(ReadLines("debug2.err").size(), 3u);
 }
 
-TEST_F(MemManagerTest, MisuseIsLoggedAndToleratedExhaustionIsAnError)
+TEST_F(MemManagerTest, MisuseExhaustionDuplicatesAndChecksums)
 {
     void* block = Block(16);
     std::memset(block, 0x11, 16);
@@ -81,10 +81,8 @@ TEST_F(MemManagerTest, MisuseIsLoggedAndToleratedExhaustionIsAnError)
     EXPECT_EQ(block, reinterpret_cast<void*>(0x1234));
     Free(Block(8));
     EXPECT_EQ(memory.errorCode, ERR_MEM_ALLOC); // kept after a later success
-}
 
-TEST_F(MemManagerTest, DuplicateAndChecksums)
-{
+    DebugInit();
     void *source = Block(5), *copy = nullptr;
     std::memcpy(source, "abcde", 5);
     ASSERT_EQ(memory.Duplicate(&source, &copy), ERR_OK);
