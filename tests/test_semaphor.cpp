@@ -30,7 +30,7 @@ int FromAnotherThread(MutexSem& mutex, bool keep = false)
 }
 } // namespace
 
-TEST(MutexSem, OwnershipSeenFromTheOwnerAndFromAnotherThread)
+TEST(MutexSem, OwnershipSeenFromTheOwnerAndFromAnotherThreadAndEventPosts)
 {
     MutexSem mutex;
     ASSERT_EQ(mutex.errorCode, 0);
@@ -53,10 +53,7 @@ TEST(MutexSem, OwnershipSeenFromTheOwnerAndFromAnotherThread)
     EXPECT_EQ(FromAnotherThread(mutex), 10);
     mutex.Release();
     EXPECT_EQ(FromAnotherThread(mutex), 1);
-}
 
-TEST(EventSem, StaysPostedUntilEveryPostIsConsumed)
-{
     EventSem event;
     ASSERT_EQ(event.errorCode, 0);
     event.Decrement(); // nothing pending: no change
