@@ -14,12 +14,10 @@ TEST(DebugLog, EntriesFollowTheHeaderInCallOrder)
     const std::string longText(1000, 'm');
     _AssertMsg("source/memman", 95);
     _RunMark("source/lzss", 7);
-    _DebugMessage("DirectDraw object creation failed");
     _DebugMessage(longText.c_str());
     _AssertMsg(longText.c_str(), 1);
     EXPECT_EQ(LogEntries(), (Lines{"Assert error in file source/memman at line 95.",
                                    "Run mark in file source/lzss at line 7.",
-                                   "Debug Message: DirectDraw object creation failed",
                                    "Debug Message: " + std::string(255 - 15, 'm'),
                                    "Assert error in file " + std::string(79 - 21, 'm')}));
 }

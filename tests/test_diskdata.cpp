@@ -49,7 +49,7 @@ TEST(DiskNames, LegalNamesCharactersAndWildcardMatching)
     EXPECT_EQ(LogEntries(), Asserts("diskdata", {911}));
 }
 
-TEST_F(DiskDataTest, BlockReadsAndDirectoryLists)
+TEST_F(DiskDataTest, BlockReadsDirectoryListsAndOpenFiles)
 {
     const Bytes content = RandomBytes(20000, 1);
     WriteBytes("DATA.BIN", content);
@@ -98,10 +98,8 @@ TEST_F(DiskDataTest, BlockReadsAndDirectoryLists)
     EXPECT_EQ(names("DATA\\NODOT.*"), (Lines{"DATA\\NODOT=11"}));
     EXPECT_EQ(names("DATA\\*.*").size(), 5u); // three files with "." and ".."
     EXPECT_TRUE(LogEntries().empty());
-}
 
-TEST_F(DiskDataTest, OpenFilesAreListedUntilClosed)
-{
+    DebugInit();
     WriteBytes("ONE.BIN", Bytes{1, 2, 3});
     Text one("ONE.BIN"), two("TWO.BIN"), none("NONE.BIN");
     FILE *first = nullptr, *second = nullptr;
