@@ -86,7 +86,6 @@ TEST_F(DataManagerTest, RequestsShareOneLoadAndListFromTheHighestSlot)
     EXPECT_EQ(Request("alpha"), 0u);
     EXPECT_EQ(Request("beta"), 1u);
     EXPECT_EQ(blobs.reads, 2);
-    EXPECT_EQ(blobs.blobs[1], Blob('B', 20));
     unsigned char found = 0;
     char name[20];
     ASSERT_EQ(blobs.QueryDatasetPos(Text("beta"), &found), ERR_OK);

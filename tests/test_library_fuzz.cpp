@@ -13,12 +13,12 @@ const char* const kNames[] = {"PLAIN", "EMPTY", "TINY", "PACKED"};
 
 // A good file, made by the library: plain, empty, tiny and compressed blocks.
 // The empty block reads to the end of the file, so it must not be last.
-Bytes GoodLibrary(Library& library, uint32_t seed)
+Bytes GoodLibrary(Library& maker, uint32_t seed)
 {
     std::remove("GOOD.LIB");
-    const Bytes blocks[] = {RandomBytes(40 + seed % 200, seed), {}, {uint8_t(seed)}, CompressibleBytes(300 + seed, seed)};
+    const Bytes blocks[] = {RandomBytes(40 + seed, seed), {}, {uint8_t(seed)}, CompressibleBytes(300 + seed, seed)};
     for (int i = 0; i < 4; ++i)
-        EXPECT_EQ(AddBlock(library, "GOOD.LIB", kNames[i], blocks[i], i < 2 ? LIB_ADD_CREATE : LIB_ADD_COMPRESS), ERR_OK);
+        EXPECT_EQ(AddBlock(maker, "GOOD.LIB", kNames[i], blocks[i], i < 2 ? LIB_ADD_CREATE : LIB_ADD_COMPRESS), ERR_OK);
     return ReadBytes("GOOD.LIB");
 }
 

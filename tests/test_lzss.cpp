@@ -168,7 +168,6 @@ TEST_F(LzssTest, ShortAreasEarlyEndsBackToBackStreamsAndMisuse)
     unsigned long length = 0;
     EXPECT_EQ(lzss.Expand(&length), ERR_OK);
     EXPECT_EQ(lzss.Expand(&length), ERR_OK);
-    EXPECT_EQ(length, 4u);
     EXPECT_EQ(out, (Bytes{'A', 'B', 'A', 'A', 'A', 'A', 0, 0}));
 
     DebugInit();

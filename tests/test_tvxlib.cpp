@@ -75,8 +75,8 @@ TEST_F(TvxlibTest, EditsALibraryFromStartToEnd)
     fs::create_directory("data");
     WriteBytes("random.bin", random);
     WriteBytes("text.bin", text);
-    for (const char* step : {"add data/GAME.LIB HERO random.bin --type SPR1", "add data/GAME.LIB STORY text.bin --compress",
-                             "extract data/GAME.LIB STORY story.out"})
+    for (const char* step : {"add data/GAME.LIB HERO random.bin --type SPR1",
+                             "add data/GAME.LIB STORY text.bin --compress", "extract data/GAME.LIB STORY story.out"})
         ASSERT_EQ(Tool(step).status, 0) << step;
     EXPECT_EQ(ReadBytes("story.out"), text);
     const ToolRun run = Tool("list data/GAME.LIB");

@@ -123,10 +123,7 @@ protected:
     void SetUp() override { DebugInit(); }
     unsigned Err(ERRORSTATUS result) const { return result == ERR_OK ? 0u : library.errorCode; }
     std::pair<Bytes, unsigned> Read(const std::string& name) { return ReadBlock(library, name); }
-    ERRORSTATUS Register(const char* spec, unsigned long type = LIB_ALL_TYPES)
-    {
-        return library.RegisterBlocks(Text(spec), type);
-    }
+    ERRORSTATUS Register(const char* s, unsigned long t = LIB_ALL_TYPES) { return library.RegisterBlocks(Text(s), t); }
 
     MemManager memory;
     DiskData disk{&memory};
