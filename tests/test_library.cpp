@@ -60,7 +60,8 @@ TEST_F(LibraryTest, AddLibraryWritesTheFileFormatAndNamesHaveNineteenCharacters)
         {"GAME.LIB", ERR_LIB_BLOCK_EXISTS}, {"LONGNAMED.LIB", ERR_LIB_BAD_NAME}};
     for (const auto& f : failures) {
         EXPECT_EQ(Err(AddBlock(library, f.first, "FIRST", first, 0)), f.second) << f.first;
-        EXPECT_EQ(Err(Remove(f.first, "NOBLOCK")), f.second == ERR_LIB_BLOCK_EXISTS ? ERR_LIB_NO_BLOCK : f.second);
+        EXPECT_EQ(Err(Remove(f.first, "NOBLOCK")),
+                  f.second == ERR_LIB_BLOCK_EXISTS ? unsigned(ERR_LIB_NO_BLOCK) : f.second);
     }
     EXPECT_FALSE(FileExists("NONE.LIB"));
 
@@ -268,7 +269,7 @@ TEST(LibraryLifetime, DestructorWithdrawsStarDotStar)
 {
     DebugInit();
     {
-        LeakOnPurpose recordsOutliveTheirManager;
+        [[maybe_unused]] LeakOnPurpose recordsOutliveTheirManager;
         MemManager memory;
         DiskData disk(&memory);
         WriteBytes("A.LIB", LibraryBytes({{"ONE", kSpr1, {1}}, {"TWO", kSpr1, {2}}}));

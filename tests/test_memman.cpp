@@ -114,7 +114,7 @@ TEST(MemManagerLifetime, ZeroByteBlocksAreNeverFoundAndOutliveTheManager)
     DebugInit();
     void* block = nullptr;
     {
-        LeakOnPurpose trackingRecordOutlivesItsManager;
+        [[maybe_unused]] LeakOnPurpose trackingRecordOutlivesItsManager;
         MemManager memory;
         ASSERT_EQ(memory.Allocate(&block, 0), ERR_OK);
         memory.Free(&block); // no byte of it matches: an unknown pointer

@@ -6,8 +6,6 @@
 using namespace tvxtest;
 
 namespace {
-unsigned long Param(void* p) { return static_cast<unsigned long>(reinterpret_cast<uintptr_t>(p)); }
-
 // What another thread sees of a mutex: IsOwned * 10 + RequestIfFree. A
 // mutex it took goes back, unless it keeps it to the end of the thread.
 struct Probe { MutexSem* mutex; bool keep; int seen; };
@@ -25,7 +23,7 @@ unsigned long ProbeMutex(void* argument)
 int FromAnotherThread(MutexSem& mutex, bool keep = false)
 {
     Probe probe{&mutex, keep, -1};
-    Thread(ProbeMutex, Param(&probe), 0).Wait();
+    Thread(ProbeMutex, static_cast<unsigned long>(reinterpret_cast<uintptr_t>(&probe)), 0).Wait();
     return probe.seen;
 }
 } // namespace
