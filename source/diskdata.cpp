@@ -385,26 +385,28 @@ ERRORSTATUS DiskData::RemoveDataBlock(char* file, unsigned long offset, unsigned
 
     const ERRORSTATUS result = RewriteWithout(fileName, offset, length, static_cast<unsigned char*>(buffer));
     memManager->Free(&buffer);
+    // A failed copy leaves the process in the file's directory: the caller
+    // learns of the failure and knows where it started from.
+    if (result == ERR_FAILURE)
+        return ERR_FAILURE;
 
-    // Restored on failure too: leaving the process in the file's directory
-    // would break every relative path the game uses next.
     if (saved[0] != '\0') {
+        // One trailing backslash goes, a drive root's too: "C:" then names
+        // that drive's current directory.
         const size_t savedLength = std::strlen(saved);
-        // A drive root keeps its backslash: "C:" alone names the drive's
-        // current directory, which is the one being left.
-        if (savedLength > 1 && saved[savedLength - 1] == '\\' && saved[savedLength - 2] != ':')
+        if (saved[savedLength - 1] == '\\')
             saved[savedLength - 1] = '\0';
         if (SetCurrentDirectoryA(saved) == FALSE) {
             errorCode = ERR_DISK_CHDIR;
             return ERR_FAILURE;
         }
     }
-    return result;
+    return ERR_OK;
 }
 
 // Copies `fileName` (in the current directory) to a scratch file without the
-// `length` bytes at `offset`, then puts the copy in its place. On failure the
-// original stays untouched and the scratch file is deleted.
+// `length` bytes at `offset`, then puts the copy in its place. On failure
+// both files are closed and left as they are.
 ERRORSTATUS DiskData::RewriteWithout(char* fileName, unsigned long offset, unsigned long length,
                                      unsigned char* buffer)
 {
@@ -419,7 +421,6 @@ ERRORSTATUS DiskData::RewriteWithout(char* fileName, unsigned long offset, unsig
     FILE* source = nullptr;
     if (OpenFileR(fileName, &source) == ERR_FAILURE) {
         CloseFile(&target);
-        DeleteFileA(scratch);
         return ERR_FAILURE;
     }
 
@@ -447,10 +448,8 @@ ERRORSTATUS DiskData::RewriteWithout(char* fileName, unsigned long offset, unsig
     }
     CloseFile(&source);
     CloseFile(&target);
-    if (result == ERR_FAILURE) {
-        DeleteFileA(scratch);
+    if (result == ERR_FAILURE)
         return ERR_FAILURE;
-    }
     // As designed, neither result is examined: a failure here shows as the
     // scratch file left beside the original.
     DeleteFileA(fileName);

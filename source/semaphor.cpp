@@ -10,6 +10,13 @@
 namespace {
 const char* const kSource = "semaphor";
 
+// A mutex whose owner ended without releasing it is handed to the next
+// waiter as abandoned: it is ours all the same.
+bool Acquired(DWORD result)
+{
+    return result == WAIT_OBJECT_0 || result == WAIT_ABANDONED;
+}
+
 // CreateThread wants a WINAPI routine (stdcall on 32-bit Windows); the game
 // hands us a plain one, so start it through this trampoline.
 struct ThreadStart {
@@ -46,7 +53,7 @@ void MutexSem::Request()
 
 int MutexSem::RequestIfFree()
 {
-    return WaitForSingleObject(handle, 0) == WAIT_OBJECT_0 ? 1 : 0;
+    return Acquired(WaitForSingleObject(handle, 0)) ? 1 : 0;
 }
 
 void MutexSem::Release()
@@ -56,7 +63,7 @@ void MutexSem::Release()
 
 int MutexSem::IsOwned()
 {
-    if (WaitForSingleObject(handle, 0) != WAIT_OBJECT_0)
+    if (!Acquired(WaitForSingleObject(handle, 0)))
         return 1;
     ReleaseMutex(handle);
     return 0;

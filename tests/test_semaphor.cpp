@@ -1,85 +1,65 @@
-#include "support/workdir.h"
+#include "support/libfiles.h"
 
-#include <tollivex.h>
-
-#include <gtest/gtest.h>
-
+#include <algorithm>
 #include <atomic>
 
-namespace {
+using namespace tvxtest;
 
-struct MutexProbe {
-    MutexSem* mutex;
-    int requestIfFree = -1;
-    int isOwned = -1;
-};
+namespace {
+// What another thread sees of a mutex: IsOwned * 10 + RequestIfFree. A
+// mutex it took goes back, unless it keeps it to the end of the thread.
+struct Probe { MutexSem* mutex; bool keep; int seen; };
 
 unsigned long ProbeMutex(void* argument)
 {
-    auto* probe = static_cast<MutexProbe*>(argument);
-    probe->isOwned = probe->mutex->IsOwned();
-    probe->requestIfFree = probe->mutex->RequestIfFree();
-    if (probe->requestIfFree == 1)
+    auto* probe = static_cast<Probe*>(argument);
+    const int owned = probe->mutex->IsOwned();
+    probe->seen = owned * 10 + probe->mutex->RequestIfFree();
+    if (probe->seen == 1 && !probe->keep)
         probe->mutex->Release();
     return 0;
 }
 
-unsigned long Param(void* p)
+int FromAnotherThread(MutexSem& mutex, bool keep = false)
 {
-    return static_cast<unsigned long>(reinterpret_cast<uintptr_t>(p));
+    Probe probe{&mutex, keep, -1};
+    Thread(ProbeMutex, static_cast<unsigned long>(reinterpret_cast<uintptr_t>(&probe)), 0).Wait();
+    return probe.seen;
 }
-
-MutexProbe ProbeFromAnotherThread(MutexSem& mutex)
-{
-    MutexProbe probe{&mutex};
-    Thread thread(ProbeMutex, Param(&probe), 0);
-    thread.Wait();
-    return probe;
-}
-
 } // namespace
 
-TEST(MutexSem, OwnershipSeenFromTheOwnerAndFromAnotherThread)
+TEST(MutexSem, OwnershipSeenFromTheOwnerAndFromAnotherThreadAndEventPosts)
 {
     MutexSem mutex;
-    ASSERT_EQ(mutex.errorCode, 0);
-
-    MutexProbe free = ProbeFromAnotherThread(mutex);
-    EXPECT_EQ(free.isOwned, 0);
-    EXPECT_EQ(free.requestIfFree, 1);
-
+    EXPECT_EQ(FromAnotherThread(mutex), 1);
     mutex.Request();
-    mutex.Request(); // recursive: the owner may take it again
+    mutex.Request();
     EXPECT_EQ(mutex.IsOwned(), 0); // the owner re-acquires, so it reads as not owned
     EXPECT_EQ(mutex.RequestIfFree(), 1);
     mutex.Release();
-
-    MutexProbe held = ProbeFromAnotherThread(mutex);
-    EXPECT_EQ(held.isOwned, 1);
-    EXPECT_EQ(held.requestIfFree, 0);
-
+    EXPECT_EQ(FromAnotherThread(mutex), 10);
     mutex.Release();
-    EXPECT_EQ(ProbeFromAnotherThread(mutex).requestIfFree, 0) << "taken three times, released twice";
+    EXPECT_EQ(FromAnotherThread(mutex), 10) << "taken three times, released twice";
     mutex.Release();
-    EXPECT_EQ(ProbeFromAnotherThread(mutex).requestIfFree, 1);
-}
 
-TEST(EventSem, StaysPostedUntilEveryPostIsConsumed)
-{
+    // A thread that ends holding the mutex abandons it: the next to ask has it.
+    EXPECT_EQ(FromAnotherThread(mutex, true), 1);
+    EXPECT_EQ(mutex.IsOwned(), 0);
+    EXPECT_EQ(FromAnotherThread(mutex, true), 1);
+    EXPECT_EQ(mutex.RequestIfFree(), 1);
+    EXPECT_EQ(FromAnotherThread(mutex), 10);
+    mutex.Release();
+    EXPECT_EQ(FromAnotherThread(mutex), 1);
+
     EventSem event;
-    ASSERT_EQ(event.errorCode, 0);
-    EXPECT_EQ(event.IsPosted(), 0);
-
     event.Decrement(); // nothing pending: no change
     EXPECT_EQ(event.IsPosted(), 0);
-
     event.Post();
     event.Post();
     event.Decrement();
     EXPECT_EQ(event.IsPosted(), 1);
     event.Decrement();
     EXPECT_EQ(event.IsPosted(), 0);
-
     event.Post();
     event.Post();
     event.Reset();
@@ -90,37 +70,17 @@ TEST(EventSem, StaysPostedUntilEveryPostIsConsumed)
 }
 
 namespace {
-struct Handshake {
-    EventSem ready;
-    EventSem go;
-    std::atomic<int> stage{0};
-};
-
-unsigned long WaitForGo(void* argument)
-{
-    auto* handshake = static_cast<Handshake*>(argument);
-    handshake->ready.Post();
-    handshake->go.WaitOn();
-    handshake->stage = 2;
-    return 7;
-}
-} // namespace
-
-TEST(EventSem, WaitOnWakesWhenAnotherThreadPosts)
-{
-    Handshake handshake;
-    Thread waiter(WaitForGo, Param(&handshake), 0);
-    handshake.ready.WaitOn();
-    for (int i = 0; i < 20; ++i)
-        GiveupThreadTime();
-    EXPECT_EQ(handshake.stage, 0);
-    handshake.go.Post();
-    waiter.Wait();
-    EXPECT_EQ(handshake.stage, 2);
-}
-
-namespace {
+EventSem go;
 std::atomic<int> spins{0};
+
+unsigned long LogWhenPosted(void* tag)
+{
+    go.WaitOn();
+    const std::string text = "writer " + std::to_string(reinterpret_cast<uintptr_t>(tag));
+    for (int i = 0; i < 200; ++i)
+        _DebugMessage(text.c_str());
+    return 0;
+}
 
 unsigned long SpinUntilKilled(void*)
 {
@@ -128,13 +88,23 @@ unsigned long SpinUntilKilled(void*)
         ++spins;
         GiveupThreadTime();
     }
-    return 0;
 }
 } // namespace
 
-TEST(Thread, KillEndsARunningThread)
+TEST(Thread, WritersWaitForThePostTheirLinesStayWholeAndKillEndsAThread)
 {
-    spins = 0;
+    DebugInit();
+    Thread first(LogWhenPosted, 1, 0), second(LogWhenPosted, 2, 0);
+    for (int i = 0; i < 50; ++i)
+        GiveupThreadTime();
+    EXPECT_TRUE(LogEntries().empty()); // both wait on the event
+    go.Post();
+    first.Wait();
+    second.Wait();
+    const Lines entries = LogEntries();
+    EXPECT_EQ(entries.size(), 400u);
+    EXPECT_EQ(std::count(entries.begin(), entries.end(), "Debug Message: writer 1"), 200);
+
     Thread spinner(SpinUntilKilled, 0, 64 * 1024);
     while (spins < 10)
         GiveupThreadTime();

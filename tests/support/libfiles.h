@@ -1,5 +1,5 @@
 // Library files built byte by byte, independently of the Library code, and
-// the small helpers the data tests share.
+// the fixture and helpers the data tests share.
 #ifndef TOLLIVEX_TESTS_LIBFILES_H
 #define TOLLIVEX_TESTS_LIBFILES_H
 
@@ -7,45 +7,41 @@
 
 #include <tollivex.h>
 
+#include <gtest/gtest.h>
+
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/lsan_interface.h>
+#endif
+
 #include <algorithm>
-#include <cstdint>
 #include <random>
-#include <string>
-#include <utility>
-#include <vector>
 
 namespace tvxtest {
 
 using Bytes = std::vector<unsigned char>;
-
-inline void PutLE(Bytes& out, uint32_t value, int bytes)
-{
-    for (int i = 0; i < bytes; ++i)
-        out.push_back(static_cast<unsigned char>(value >> (8 * i)));
-}
+using Lines = std::vector<std::string>;
 
 inline uint32_t Code(const char (&text)[5])
 {
-    return uint32_t(uint8_t(text[0])) | uint32_t(uint8_t(text[1])) << 8 | uint32_t(uint8_t(text[2])) << 16 |
-           uint32_t(uint8_t(text[3])) << 24;
+    return uint8_t(text[0]) | uint8_t(text[1]) << 8 | uint8_t(text[2]) << 16 | uint32_t(uint8_t(text[3])) << 24;
 }
 
-struct BlockSpec {
-    std::string name;          // written as is, up to 20 bytes
-    uint32_t type;
-    Bytes data;                // the stored bytes
-    uint8_t compressed = 0;
-};
+// A block as it stands in the file: the name written as is, up to 20 bytes.
+struct BlockSpec { std::string name; uint32_t type; Bytes data; uint8_t compressed = 0; };
 
 inline Bytes LibraryBytes(const std::vector<BlockSpec>& blocks, uint16_t version = 259)
 {
     Bytes out = {'Q', 'O', 'R', 'L', 'I', 'B'};
-    PutLE(out, version, 2);
-    PutLE(out, static_cast<uint32_t>(blocks.size()), 2);
+    auto put = [&out](uint32_t value, int bytes) {
+        for (int i = 0; i < bytes; ++i)
+            out.push_back(static_cast<unsigned char>(value >> (8 * i)));
+    };
+    put(version, 2);
+    put(static_cast<uint32_t>(blocks.size()), 2);
     for (const BlockSpec& block : blocks) {
         out.insert(out.end(), {'L', 'I', 'B', 'B', 'L', 'K'});
-        PutLE(out, static_cast<uint32_t>(block.data.size()), 4);
-        PutLE(out, block.type, 4);
+        put(static_cast<uint32_t>(block.data.size()), 4);
+        put(block.type, 4);
         out.push_back(block.compressed);
         for (size_t i = 0; i < 20; ++i)
             out.push_back(i < block.name.size() ? static_cast<unsigned char>(block.name[i]) : 0);
@@ -58,8 +54,7 @@ inline Bytes RandomBytes(size_t size, uint32_t seed)
 {
     std::mt19937 random(seed);
     Bytes out(size);
-    for (auto& byte : out)
-        byte = static_cast<unsigned char>(random());
+    std::generate(out.begin(), out.end(), [&] { return static_cast<unsigned char>(random()); });
     return out;
 }
 
@@ -68,12 +63,10 @@ inline Bytes CompressibleBytes(size_t size, uint32_t seed)
 {
     std::mt19937 random(seed);
     Bytes out;
-    out.reserve(size);
     while (out.size() < size) {
         if (out.size() > 20 && random() % 3 != 0) {
             const size_t distance = 1 + random() % std::min<size_t>(out.size(), 20000);
-            const size_t length = 3 + random() % 40;
-            for (size_t i = 0; i < length && out.size() < size; ++i)
+            for (size_t i = 3 + random() % 40; i > 0 && out.size() < size; --i)
                 out.push_back(out[out.size() - distance]);
         } else {
             out.push_back(static_cast<unsigned char>('a' + random() % 8));
@@ -89,25 +82,26 @@ struct Text {
     std::vector<char> chars;
 };
 
-// The log line of a failed assertion.
 inline std::string AssertLine(const std::string& source, unsigned long line)
 {
     return "Assert error in file " + source + " at line " + std::to_string(line) + ".";
 }
 
-inline bool Logged(const std::string& entry)
+// The log lines of failed assertions at these lines of one source.
+inline Lines Asserts(const std::string& source, std::initializer_list<unsigned long> lines)
 {
-    const std::vector<std::string> entries = LogEntries();
-    return std::find(entries.begin(), entries.end(), entry) != entries.end();
+    Lines out;
+    for (unsigned long line : lines)
+        out.push_back(AssertLine(source, line));
+    return out;
 }
 
 // A block's bytes as RequestLibrary gives them, or no bytes and the error code.
 inline std::pair<Bytes, unsigned> ReadBlock(Library& library, const std::string& name)
 {
-    Text text(name);
     unsigned char* data = nullptr;
     unsigned long size = 0;
-    if (library.RequestLibrary(text, &data, &size) == ERR_FAILURE)
+    if (library.RequestLibrary(Text(name), &data, &size) == ERR_FAILURE)
         return {Bytes(), library.errorCode};
     Bytes bytes(data, data + size);
     library.ReleaseLibrary(&data);
@@ -116,13 +110,33 @@ inline std::pair<Bytes, unsigned> ReadBlock(Library& library, const std::string&
 }
 
 inline ERRORSTATUS AddBlock(Library& library, const std::string& file, const std::string& name, const Bytes& data,
-                            unsigned long flags, uint32_t type, unsigned long* stored = nullptr)
+                            unsigned long flags, uint32_t type = Code("SPR1"), unsigned long* stored = nullptr)
 {
-    Text f(file), n(name);
     unsigned long ignored = 0;
-    return library.AddLibrary(f, n, type, const_cast<unsigned char*>(data.data()), data.size(),
+    return library.AddLibrary(Text(file), Text(name), type, const_cast<unsigned char*>(data.data()), data.size(),
                               stored != nullptr ? stored : &ignored, flags);
 }
+
+// A fresh log and the three objects every data test needs.
+class DataTest : public testing::Test {
+protected:
+    void SetUp() override { DebugInit(); }
+    unsigned Err(ERRORSTATUS result) const { return result == ERR_OK ? 0u : library.errorCode; }
+    std::pair<Bytes, unsigned> Read(const std::string& name) { return ReadBlock(library, name); }
+    ERRORSTATUS Register(const char* s, unsigned long t = LIB_ALL_TYPES) { return library.RegisterBlocks(Text(s), t); }
+
+    MemManager memory;
+    DiskData disk{&memory};
+    Library library{&memory, &disk};
+};
+
+// Memory the library leaves behind by design: the leak checker is told so.
+struct LeakOnPurpose {
+#if defined(__SANITIZE_ADDRESS__)
+    LeakOnPurpose() { __lsan_disable(); }
+    ~LeakOnPurpose() { __lsan_enable(); }
+#endif
+};
 
 } // namespace tvxtest
 

@@ -1,7 +1,8 @@
 // sync.cpp - Win32 waitable objects over POSIX threads.
 //
 // Every handle points to a Waitable; WaitForSingleObject and CloseHandle
-// dispatch on it. Waits take milliseconds and INFINITE as Win32 does.
+// dispatch on it. Waits take milliseconds and INFINITE as Win32 does;
+// mutexes are recursive and can be abandoned, as on Windows.
 #include "platform/platform.h"
 
 #include <pthread.h>
@@ -33,27 +34,47 @@ bool WaitUntil(std::condition_variable& cv, std::unique_lock<std::mutex>& lock, 
     return cv.wait_for(lock, std::chrono::milliseconds(milliseconds), ready);
 }
 
+// Each thread's mark of life: it goes when the thread ends, so a mutex can
+// tell that its owner is gone (and a new thread that reuses the old one's
+// id is not mistaken for the owner).
+std::shared_ptr<int>& ThisThread()
+{
+    thread_local std::shared_ptr<int> mark;
+    if (!mark)
+        mark = std::make_shared<int>(0);
+    return mark;
+}
+
 class Mutex final : public Waitable {
 public:
+    // A mutex whose owner ended without releasing it goes to the next waiter
+    // with WAIT_ABANDONED, as on Windows. Nothing wakes a waiter when an
+    // owner ends, so an endless wait looks again now and then.
     DWORD Wait(DWORD milliseconds) override
     {
         std::unique_lock<std::mutex> lock(guard);
-        const pthread_t self = pthread_self();
-        if (depth > 0 && pthread_equal(owner, self)) {
+        const std::shared_ptr<int> self = ThisThread();
+        if (depth > 0 && owner.lock() == self) {
             ++depth;
             return WAIT_OBJECT_0;
         }
-        if (!WaitUntil(freed, lock, milliseconds, [this] { return depth == 0; }))
+        const auto takeable = [this] { return depth == 0 || owner.expired(); };
+        if (milliseconds == INFINITE) {
+            while (!freed.wait_for(lock, std::chrono::milliseconds(20), takeable)) {
+            }
+        } else if (!freed.wait_for(lock, std::chrono::milliseconds(milliseconds), takeable)) {
             return WAIT_TIMEOUT;
+        }
+        const bool abandoned = depth > 0;
         owner = self;
         depth = 1;
-        return WAIT_OBJECT_0;
+        return abandoned ? WAIT_ABANDONED : WAIT_OBJECT_0;
     }
 
     bool Release()
     {
         std::lock_guard<std::mutex> lock(guard);
-        if (depth == 0 || !pthread_equal(owner, pthread_self()))
+        if (depth == 0 || owner.lock() != ThisThread())
             return false;
         if (--depth == 0)
             freed.notify_one();
@@ -63,7 +84,7 @@ public:
 private:
     std::mutex guard;
     std::condition_variable freed;
-    pthread_t owner{};
+    std::weak_ptr<int> owner;
     unsigned depth = 0;
 };
 
@@ -123,6 +144,11 @@ void* RunThread(void* argument)
     std::unique_ptr<ThreadStart> start(static_cast<ThreadStart*>(argument));
     std::shared_ptr<ThreadState> state = start->state;
     FinishedMark mark{*state};
+    // Let go of the mutexes still held before the thread counts as ended,
+    // as Windows does, so that a waiter on the thread finds them abandoned.
+    struct LetGo {
+        ~LetGo() { ThisThread().reset(); }
+    } letGo;
     start->routine(start->parameter);
     return nullptr;
 }
