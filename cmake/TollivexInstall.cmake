@@ -2,9 +2,6 @@
 # another project needs: find_package(Tollivex) gives Tollivex::tollivex, and
 # pkg-config knows tollivex.
 include(CMakePackageConfigHelpers)
-if(NOT DEFINED TOLLIVEX_WITH_SDL2)
-  set(TOLLIVEX_WITH_SDL2 OFF)
-endif()
 
 set(TOLLIVEX_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/Tollivex)
 

@@ -101,8 +101,10 @@ void HeadlessReset()
 
 void* HeadlessWindow()
 {
-    static char window;
-    return &window;
+    // Big enough that a window system probing it for its own window finds
+    // zeros, not the end of the object.
+    static void* window[16] = {};
+    return window;
 }
 
 void HeadlessFail(const char* call, long result, int after)

@@ -14,6 +14,7 @@
 // memory, which is what a test of a game's error paths needs. Every call is
 // traced and may be failed through headless_core.
 #include "platform/posix/headless_core.h"
+#include "platform/posix/sdl2_device.h"
 #include "platform/posix/win_ddraw.h"
 #include "tollivex/headless.h"
 
@@ -35,6 +36,7 @@ struct Shell {
 };
 
 struct Device {
+    bool sdl2 = false; // a DirectDraw object shows its primary in an SDL window
     int desktopWidth = 640;
     int desktopHeight = 480;
     int pitchPadding = 0;
@@ -141,6 +143,16 @@ std::shared_ptr<Pixels> NewPixels(int width, int height)
     return pixels->bytes ? pixels : nullptr;
 }
 
+void LoseAllSurfaces();
+
+// In an SDL window, minimising takes the screen away as switching away from a
+// full-screen DirectDraw game does: every surface is lost until restored.
+void LoseWithMinimisedWindow()
+{
+    if (TheDevice().sdl2 && sdl2::Minimised())
+        LoseAllSurfaces();
+}
+
 struct HeadlessSurface final : IDirectDrawSurface, Shell {
     std::shared_ptr<Pixels> memory;
     int width = 0;
@@ -185,6 +197,7 @@ struct HeadlessSurface final : IDirectDrawSurface, Shell {
             return DDERR_INVALIDOBJECT;
         if (source == nullptr)
             return DDERR_INVALIDPARAMS; // colour fills and effects are not modelled
+        LoseWithMinimisedWindow();
         if (lost || source->lost)
             return DDERR_SURFACELOST;
         if (locked || source->locked)
@@ -196,7 +209,18 @@ struct HeadlessSurface final : IDirectDrawSurface, Shell {
         if (clipper == nullptr && !Inside(to, width, height))
             return DDERR_INVALIDRECT;
         Stretch(*source, from, to);
+        if (Primary() && TheDevice().sdl2)
+            Present();
         return DD_OK;
+    }
+
+    // The screen as the player sees it: through the primary's palette.
+    void Present() const
+    {
+        unsigned char colours[256 * 4] = {};
+        if (palette != nullptr)
+            std::memcpy(colours, palette->entries, sizeof colours);
+        sdl2::Present(memory->bytes.get(), pitch, width, height, colours);
     }
 
     // Nearest-neighbour copy of `from` onto `to`, cut to this surface.
@@ -221,6 +245,7 @@ struct HeadlessSurface final : IDirectDrawSurface, Shell {
             return *failure;
         if (!alive)
             return DDERR_INVALIDOBJECT;
+        LoseWithMinimisedWindow();
         return lost ? DDERR_SURFACELOST : DD_OK;
     }
 
@@ -232,6 +257,7 @@ struct HeadlessSurface final : IDirectDrawSurface, Shell {
             return DDERR_INVALIDOBJECT;
         if (lpDestRect != nullptr || lpDDSurfaceDesc == nullptr || lpDDSurfaceDesc->dwSize != sizeof(DDSURFACEDESC))
             return DDERR_INVALIDPARAMS;
+        LoseWithMinimisedWindow();
         if (lost)
             return DDERR_SURFACELOST;
         if (locked)
@@ -261,6 +287,9 @@ struct HeadlessSurface final : IDirectDrawSurface, Shell {
             return *failure;
         if (!alive)
             return DDERR_INVALIDOBJECT;
+        // A minimised window has no screen to give back yet.
+        if (TheDevice().sdl2 && sdl2::Minimised())
+            return DDERR_SURFACELOST;
         lost = false;
         return DD_OK;
     }
@@ -324,6 +353,7 @@ const HeadlessSurface* LivePrimary()
 }
 
 struct HeadlessDirectDraw final : IDirectDraw, Shell {
+    bool showsWindow = false; // made while the sdl2 device was chosen
     DWORD level = 0;
     int modeWidth = 0; // 0: the desktop
     int modeHeight = 0;
@@ -335,6 +365,10 @@ struct HeadlessDirectDraw final : IDirectDraw, Shell {
         for (auto& shell : TheDevice().shells) {
             if (shell->owner == this && shell->alive)
                 shell->Die();
+        }
+        if (showsWindow) {
+            sdl2::CloseVideo();
+            TheDevice().sdl2 = false;
         }
     }
 
@@ -414,16 +448,20 @@ struct HeadlessDirectDraw final : IDirectDraw, Shell {
         if (!alive)
             return DDERR_INVALIDOBJECT;
         modeWidth = modeHeight = 0;
+        if (showsWindow)
+            sdl2::SetFullScreen(false);
         return DD_OK;
     }
 
-    HRESULT SetCooperativeLevel(HWND, DWORD dwFlags) override
+    HRESULT SetCooperativeLevel(HWND hWnd, DWORD dwFlags) override
     {
         if (auto failure = headless::Enter("IDirectDraw::SetCooperativeLevel", {dwFlags}))
             return *failure;
         if (!alive)
             return DDERR_INVALIDOBJECT;
         if (dwFlags == 0)
+            return DDERR_INVALIDPARAMS;
+        if (showsWindow && !sdl2::AttachWindow(hWnd, &TheDevice().desktopWidth, &TheDevice().desktopHeight))
             return DDERR_INVALIDPARAMS;
         level = dwFlags;
         return DD_OK;
@@ -442,6 +480,8 @@ struct HeadlessDirectDraw final : IDirectDraw, Shell {
             return DDERR_INVALIDMODE;
         modeWidth = int(dwWidth);
         modeHeight = int(dwHeight);
+        if (showsWindow)
+            sdl2::SetFullScreen(true);
         return DD_OK;
     }
 
@@ -473,6 +513,9 @@ void Forget()
         if (shell->alive)
             shell->Die();
     }
+    if (device.sdl2)
+        sdl2::CloseVideo();
+    device.sdl2 = false;
     device.desktopWidth = 640;
     device.desktopHeight = 480;
     device.pitchPadding = 0;
@@ -490,7 +533,13 @@ HRESULT WINAPI DirectDrawCreate(GUID*, LPDIRECTDRAW* lplpDD, IUnknown*)
         return *failure;
     if (lplpDD == nullptr)
         return DDERR_INVALIDPARAMS;
-    *lplpDD = Make<HeadlessDirectDraw>(nullptr);
+    const bool showsWindow = sdl2::Selected();
+    if (showsWindow && !sdl2::OpenVideo())
+        return DDERR_GENERIC;
+    auto* object = Make<HeadlessDirectDraw>(nullptr);
+    object->showsWindow = showsWindow;
+    TheDevice().sdl2 = showsWindow;
+    *lplpDD = object;
     return DD_OK;
 }
 
@@ -565,12 +614,19 @@ void HeadlessSetPitchPadding(int bytes)
     TheDevice().pitchPadding = std::max(bytes, 0);
 }
 
-void HeadlessLoseSurfaces()
+namespace {
+void LoseAllSurfaces()
 {
     for (auto& shell : TheDevice().shells) {
         if (auto* surface = dynamic_cast<HeadlessSurface*>(shell.get()); surface != nullptr && surface->alive)
             surface->lost = true;
     }
+}
+}
+
+void HeadlessLoseSurfaces()
+{
+    LoseAllSurfaces();
 }
 
 int HeadlessReadScreen(unsigned char* indices, unsigned char* rgb, int width, int height)

@@ -51,6 +51,7 @@ bool Selected()
 namespace {
 
 struct Video {
+    bool open = false;
     SDL_Window* window = nullptr;
     bool fullScreen = false;
 };
@@ -92,25 +93,31 @@ SDL_Rect FitInside(int width, int height, int areaWidth, int areaHeight)
 
 }
 
-bool OpenVideo(void* window)
+bool OpenVideo()
 {
-    if (window == nullptr || SDL_InitSubSystem(SDL_INIT_VIDEO) != 0)
+    Video& video = TheVideo();
+    if (!video.open && SDL_InitSubSystem(SDL_INIT_VIDEO) == 0)
+        video.open = true;
+    return video.open;
+}
+
+bool AttachWindow(void* window, int* width, int* height)
+{
+    Video& video = TheVideo();
+    // Only a window SDL knows has an id; anything else is no window.
+    if (!video.open || window == nullptr || SDL_GetWindowID(static_cast<SDL_Window*>(window)) == 0)
         return false;
-    SDL_Window* sdlWindow = static_cast<SDL_Window*>(window);
-    if (SDL_GetWindowID(sdlWindow) == 0) {
-        SDL_QuitSubSystem(SDL_INIT_VIDEO);
-        return false;
-    }
-    TheVideo() = Video{sdlWindow, false};
+    video.window = static_cast<SDL_Window*>(window);
+    SDL_GetWindowSize(video.window, width, height);
     return true;
 }
 
 void CloseVideo()
 {
     Video& video = TheVideo();
-    if (video.window == nullptr)
+    if (!video.open)
         return;
-    if (video.fullScreen)
+    if (video.window != nullptr && video.fullScreen)
         SDL_SetWindowFullscreen(video.window, 0);
     video = Video{};
     SDL_QuitSubSystem(SDL_INIT_VIDEO);
@@ -160,7 +167,8 @@ void Present(const uint8_t* pixels, long pitch, int width, int height, const uin
 bool Minimised()
 {
     Video& video = TheVideo();
-    return video.window != nullptr && (SDL_GetWindowFlags(video.window) & SDL_WINDOW_MINIMIZED) != 0;
+    const Uint32 gone = SDL_WINDOW_MINIMIZED | SDL_WINDOW_HIDDEN;
+    return video.window != nullptr && (SDL_GetWindowFlags(video.window) & gone) != 0;
 }
 
 bool OpenAudio(unsigned long rate, unsigned channels, unsigned bits, Producer producer)
@@ -209,7 +217,8 @@ void UnlockAudio()
 
 #else // built without SDL2: the device can be asked for but never opens
 
-bool OpenVideo(void*) { return false; }
+bool OpenVideo() { return false; }
+bool AttachWindow(void*, int*, int*) { return false; }
 void CloseVideo() {}
 void SetFullScreen(bool) {}
 void Present(const uint8_t*, long, int, int, const uint8_t*) {}

@@ -24,13 +24,16 @@ namespace sdl2 {
 // TOLLIVEX_DEVICE environment variable).
 bool Selected();
 
-// Video. OpenVideo fails when SDL has no video or `window` is no SDL window.
-bool OpenVideo(void* window);
+// Video. OpenVideo fails when SDL has no video; AttachWindow when `window`
+// is no SDL window. The window's size becomes the desktop's.
+bool OpenVideo();
+bool AttachWindow(void* window, int* width, int* height);
 void CloseVideo();
 void SetFullScreen(bool fullScreen);
 // Shows `width` x `height` 8-bit pixels through `rgbx`, 256 entries of red,
 // green, blue and a flag byte.
 void Present(const uint8_t* pixels, long pitch, int width, int height, const uint8_t* rgbx);
+// A minimised or hidden window shows nothing: its surfaces are lost.
 bool Minimised();
 
 // Sound. The producer runs on SDL's audio thread and must fill `bytes` bytes.

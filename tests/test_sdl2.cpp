@@ -1,0 +1,164 @@
+// The sdl2 device: the same drawing shown in an SDL window through SDL's
+// offscreen video driver. Native only, and only where the library was built
+// with SDL2.
+#include "support/workdir.h"
+
+#include <gtest/gtest.h>
+
+#if defined(TOLLIVEX_HEADLESS) && defined(TOLLIVEX_HAVE_SDL2)
+
+#include <tollivex.h>
+#include <tollivex/headless.h>
+
+#include <SDL.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+namespace {
+
+class Sdl2Device : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        setenv("SDL_VIDEODRIVER", "offscreen", 1);
+        DebugInit();
+        HeadlessReset();
+        ASSERT_EQ(SetPortableDevice("sdl2"), 0);
+        ASSERT_EQ(SDL_InitSubSystem(SDL_INIT_VIDEO), 0) << SDL_GetError();
+    }
+    void TearDown() override
+    {
+        SetPortableDevice("headless");
+        if (window != nullptr)
+            SDL_DestroyWindow(window);
+        SDL_QuitSubSystem(SDL_INIT_VIDEO);
+    }
+
+    // A display canvas of the window's size, the ramp palette set, a
+    // pattern drawn and flipped.
+    void Frame(unsigned long initFlags, int width, int height)
+    {
+        window = SDL_CreateWindow("tollivex", 0, 0, width, height, 0);
+        unsigned short status = 0;
+        ASSERT_EQ(CanvasInitialize(initFlags, window, 640, 480, 8, &status), ERR_OK) << status;
+        const unsigned long full = (initFlags & CANVASINIT_FULLSCREEN) ? (unsigned long)CANVAS_FULLSCREEN : 0ul;
+        Canvas display(static_cast<unsigned short>(width), static_cast<unsigned short>(height), 1,
+                       CANVAS_DIRECTDRAW | full);
+        Palette palette;
+        std::vector<unsigned char> triples;
+        for (int i = 0; i < 256; ++i)
+            triples.insert(triples.end(), {(unsigned char)i, (unsigned char)(255 - i), (unsigned char)(i * 7)});
+        palette.SetValuesFromRaw8(triples.data(), 0, 256);
+        display.SetSystemPalette(&palette, 0);
+        int restored = 0;
+        ASSERT_EQ(display.Lock(&restored, 0), ERR_OK);
+        for (int y = 0; y < height; ++y)
+            for (int x = 0; x < width; ++x)
+                display.QueryRowAddress(y)[x] = static_cast<unsigned char>(x * 3 + y * 5);
+        display.Unlock();
+        *QueryCanvasRect() = {0, 0, width, height};
+        display.Flip(&restored);
+        screenWidth = width;
+        screen.resize(size_t(width) * height * 3);
+        ASSERT_EQ(HeadlessReadScreen(nullptr, screen.data(), width, height), 0);
+        Capture();
+        lostWhileHidden = LockWhileHidden(display);
+        display.ReleaseSystemPalette();
+    }
+
+    bool LockWhileHidden(Canvas& display)
+    {
+        SDL_HideWindow(window);
+        int restored = 0;
+        const bool lost = display.Lock(&restored, 0) == ERR_FAILURE && restored == 1;
+        SDL_ShowWindow(window);
+        return lost;
+    }
+
+    // What the window shows right after the flip, as red, green, blue.
+    void Capture()
+    {
+        SDL_Surface* surface = SDL_GetWindowSurface(window);
+        shownWidth = surface->w;
+        shownHeight = surface->h;
+        for (int y = 0; y < surface->h; ++y) {
+            for (int x = 0; x < surface->w; ++x) {
+                Uint32 pixel = 0;
+                std::memcpy(&pixel, static_cast<Uint8*>(surface->pixels) + y * surface->pitch + x * 4, 4);
+                Uint8 rgb[3] = {};
+                SDL_GetRGB(pixel, surface->format, &rgb[0], &rgb[1], &rgb[2]);
+                shown.insert(shown.end(), rgb, rgb + 3);
+            }
+        }
+    }
+
+    std::vector<unsigned char> Shown(int x, int y) const
+    {
+        const unsigned char* at = &shown[(size_t(y) * shownWidth + x) * 3];
+        return {at[0], at[1], at[2]};
+    }
+
+    std::vector<unsigned char> Drawn(int x, int y) const
+    {
+        const unsigned char* at = &screen[(size_t(y) * screenWidth + x) * 3];
+        return {at[0], at[1], at[2]};
+    }
+
+    SDL_Window* window = nullptr;
+    std::vector<unsigned char> screen, shown;
+    int screenWidth = 0, shownWidth = 0, shownHeight = 0;
+    bool lostWhileHidden = false;
+};
+
+TEST_F(Sdl2Device, WindowShowsTheFrameAndHidingLosesTheSurfacesHeadless)
+{
+    Frame(0, 320, 200);
+    ASSERT_EQ(shownWidth * 1000 + shownHeight, 320200);
+    for (int y = 0; y < 200; ++y)
+        for (int x = 0; x < 320; ++x)
+            ASSERT_EQ(Shown(x, y), Drawn(x, y)) << x << "," << y;
+    EXPECT_TRUE(lostWhileHidden);
+    const auto log = tvxtest::LogEntries();
+    EXPECT_NE(std::find(log.begin(), log.end(), "Debug Message: Surface Lost.  Now restoring."), log.end());
+    EXPECT_EQ(CanvasUninitialize(), ERR_OK);
+}
+
+// Full screen takes the whole desktop (1024 x 768 on the offscreen driver):
+// the 640 x 480 mode is scaled up with nearest pixels.
+TEST_F(Sdl2Device, FullScreenScalesTheModeToTheDesktopHeadless)
+{
+    Frame(CANVASINIT_FULLSCREEN, 640, 480);
+    ASSERT_GT(shownWidth, 640);
+    ASSERT_EQ(shownWidth * 480, shownHeight * 640);
+    for (int y = 0; y < shownHeight; y += 7)
+        for (int x = 0; x < shownWidth; x += 5)
+            ASSERT_EQ(Shown(x, y), Drawn(x * 640 / shownWidth, y * 480 / shownHeight)) << x << "," << y;
+    CanvasUninitialize();
+}
+
+TEST_F(Sdl2Device, NoVideoFailsTheDirectDrawObjectHeadless)
+{
+    SDL_QuitSubSystem(SDL_INIT_VIDEO);
+    setenv("SDL_VIDEODRIVER", "no-such-driver", 1);
+    unsigned short status = 0;
+    EXPECT_EQ(CanvasInitialize(0, HeadlessWindow(), 640, 480, 8, &status), ERR_FAILURE);
+    EXPECT_EQ(status, 1237);
+    EXPECT_EQ(tvxtest::LogEntries(), std::vector<std::string>{"Debug Message: DirectDraw object creation failed"});
+    CanvasUninitialize();
+    SDL_InitSubSystem(SDL_INIT_VIDEO);
+}
+
+TEST_F(Sdl2Device, AWindowThatIsNoSdlWindowIsRefusedHeadless)
+{
+    unsigned short status = 0;
+    EXPECT_EQ(CanvasInitialize(0, HeadlessWindow(), 640, 480, 8, &status), ERR_FAILURE);
+    EXPECT_EQ(status, 1238);
+    CanvasUninitialize();
+}
+
+}
+
+#endif
