@@ -9,7 +9,7 @@
 // A block is refused with 1265 when its slot table runs past the block or a
 // slot's offset leaves no room for a record header inside the data area;
 // rows that run past the area are contained by every reader instead.
-#include "sprman_internal.h"
+#include "sprman_form.h"
 
 #include "tollivex/library.h"
 #include "tollivex/memman.h"
@@ -64,6 +64,7 @@ void SpriteManager::Initialise()
     encodeBufferSize = kDefaultEncodeBufferSize;
     type = kSpriteSetType;
     saveBlocks = nullptr;
+    displayForms = new DisplayForms;
     remapActive = 0;
     std::memset(remapMatrix, 0, sizeof remapMatrix);
     for (int set = 0; set < 256; ++set) {
@@ -82,6 +83,19 @@ SpriteManager::~SpriteManager()
         unsigned char* block = saveBlocks + kLinkBytes;
         ReleaseSaveBlock(&block);
     }
+    delete displayForms;
+}
+
+// Every change to a set's memory or records comes through here first, so no
+// display form outlives the record it was built from.
+void SpriteManager::ChangedSets()
+{
+    displayForms->Clear();
+}
+
+unsigned long SpriteManager::QueryDisplayFormBytes()
+{
+    return static_cast<unsigned long>(displayForms->Bytes());
 }
 
 void SpriteManager::AssociateCanvas(Canvas* canvas)
@@ -106,6 +120,7 @@ void SpriteManager::DissociateCanvas()
 
 bool SpriteManager::Obtain(void** block, unsigned long size)
 {
+    ChangedSets();
     if (memManager == nullptr) {
         _AssertMsg(kSource, __LINE__);
         *block = nullptr;
@@ -120,6 +135,7 @@ bool SpriteManager::Obtain(void** block, unsigned long size)
 
 void SpriteManager::Release(void** block)
 {
+    ChangedSets();
     if (*block != nullptr && memManager != nullptr)
         memManager->Free(block);
     *block = nullptr;
@@ -444,6 +460,7 @@ ERRORSTATUS SpriteManager::QuerySpriteSize(unsigned char index, unsigned short s
 ERRORSTATUS SpriteManager::SetSprite(unsigned char* record, unsigned long size, unsigned char index,
                                      unsigned short sprite)
 {
+    ChangedSets();
     if (record == nullptr || size == 0) {
         _AssertMsg(kSource, __LINE__);
         return ERR_FAILURE;
@@ -486,6 +503,7 @@ ERRORSTATUS SpriteManager::SetSprite(unsigned char* record, unsigned long size, 
 
 ERRORSTATUS SpriteManager::EraseSprite(unsigned char index, unsigned short sprite)
 {
+    ChangedSets();
     unsigned long size = 0;
     if (QuerySpriteSize(index, sprite, &size) == ERR_FAILURE)
         return ERR_FAILURE;
@@ -549,6 +567,7 @@ ERRORSTATUS SpriteManager::QuerySprite(unsigned char** record, unsigned long* si
 ERRORSTATUS SpriteManager::MoveSprites(unsigned char index, unsigned short from, unsigned short to,
                                        unsigned short count)
 {
+    ChangedSets();
     if (from == to)
         return ERR_OK;
     if (!SetInUse(index)) {
@@ -598,6 +617,7 @@ ERRORSTATUS SpriteManager::FindEmptySlot(unsigned char index, unsigned short* sp
 
 ERRORSTATUS SpriteManager::SetHotSpot(short x, short y, unsigned char index, unsigned short sprite)
 {
+    ChangedSets();
     if (!SetInUse(index)) {
         _AssertMsg(kSource, __LINE__);
         return ERR_FAILURE;
@@ -644,6 +664,7 @@ ERRORSTATUS SpriteManager::SetRemapMatrix(unsigned char* matrix)
 // size, edits or not, but never more than the block holds.
 ERRORSTATUS SpriteManager::RestoreStoredColours(unsigned char set)
 {
+    ChangedSets();
     char name[kNameBytes + 1];
     std::memcpy(name, datasetNames[set], kNameBytes);
     name[kNameBytes] = '\0';

@@ -8,7 +8,7 @@
 // writing at the end of the canvas's memory, so a damaged record or a stale
 // association cannot reach outside either buffer. The mirrored kind keeps its
 // two historical walks (see below).
-#include "sprman_internal.h"
+#include "sprman_form.h"
 
 #include "tollivex/canvas.h"
 
@@ -38,11 +38,13 @@ unsigned char Shade(unsigned char pixel, unsigned char change)
     return static_cast<unsigned char>((pixel & 0xF0) + std::clamp(step, 0, 15));
 }
 
-// Runs are at most 63 pixels, mostly a handful: copied and filled inline
-// with overlapping word moves rather than through a library call each.
+// Short runs are copied and filled inline with overlapping word moves
+// rather than through a library call each; long spans go to memcpy.
 inline void CopyRun(unsigned char* d, const unsigned char* s, int n)
 {
-    if (n >= 8) {
+    if (n >= 32) {
+        std::memcpy(d, s, size_t(n));
+    } else if (n >= 8) {
         for (int i = 0; i + 8 < n; i += 8)
             std::memcpy(d + i, s + i, 8);
         std::memcpy(d + n - 8, s + n - 8, 8);
@@ -73,48 +75,36 @@ inline void FillRun(unsigned char* d, int n, unsigned char v)
     }
 }
 
-// Fill and Copy get the run and its canvas column.
+// Copy gets a span, its pixels and its canvas column.
 struct NormalPainter {
     void Row(int) {}
-    void Fill(unsigned char* d, int n, unsigned char v, int) { FillRun(d, n, v); }
     void Copy(unsigned char* d, const unsigned char* s, int n, int) { CopyRun(d, s, n); }
-    void Pixel(unsigned char* d, unsigned char v, int) { *d = v; }
 };
 
 struct SolidPainter {
     unsigned char color;
     void Row(int) {}
-    void Fill(unsigned char* d, int n, unsigned char, int) { FillRun(d, n, color); }
     void Copy(unsigned char* d, const unsigned char*, int n, int) { FillRun(d, n, color); }
-    void Pixel(unsigned char* d, unsigned char, int) { *d = color; }
 };
 
 // Brightness change of what lies beneath: 16 ramps of 16 steps.
 struct ShadePainter {
     void Row(int) {}
-    void Fill(unsigned char* d, int n, unsigned char v, int)
-    {
-        for (int i = 0; i < n; ++i)
-            d[i] = Shade(d[i], v);
-    }
     void Copy(unsigned char* d, const unsigned char* s, int n, int)
     {
         for (int i = 0; i < n; ++i)
             d[i] = Shade(d[i], s[i]);
     }
-    void Pixel(unsigned char* d, unsigned char v, int) { *d = Shade(*d, v); }
 };
 
 // A shade sprite's stored changes shown as their source values 0..31.
 struct ShadeSolidPainter {
     void Row(int) {}
-    void Fill(unsigned char* d, int n, unsigned char v, int) { FillRun(d, n, static_cast<unsigned char>(v + 16)); }
     void Copy(unsigned char* d, const unsigned char* s, int n, int)
     {
         for (int i = 0; i < n; ++i)
             d[i] = static_cast<unsigned char>(s[i] + 16);
     }
-    void Pixel(unsigned char* d, unsigned char v, int) { *d = static_cast<unsigned char>(v + 16); }
 };
 
 // Pixels come from a tiled texture anchored to the canvas: canvas (x, y)
@@ -170,9 +160,7 @@ struct TexturePainter {
         }
         texColumn = column;
     }
-    void Fill(unsigned char* d, int n, unsigned char, int column) { Span(d, n, column); }
     void Copy(unsigned char* d, const unsigned char*, int n, int column) { Span(d, n, column); }
-    void Pixel(unsigned char* d, unsigned char, int column) { Span(d, 1, column); }
 };
 
 // Rows of the sprite that land on the canvas: [first, end).
@@ -187,105 +175,49 @@ RowSpan VisibleRows(const Sprite& s, const Target& t, int y, bool clip = true)
     return clip ? RowSpan{std::max(0, -y), std::min(s.height, t.height - y)} : RowSpan{0, s.height};
 }
 
-// Steps over one row's commands without drawing; false when the data ends.
-bool SkipRow(const unsigned char*& p, const unsigned char* end)
-{
-    if (p >= end)
-        return false;
-    for (unsigned k = *p++; k > 0; --k) {
-        if (p >= end)
-            return false;
-        const unsigned need = OperandBytes(*p++);
-        if (static_cast<unsigned long>(end - p) < need)
-            return false;
-        p += need;
-    }
-    return true;
-}
-
-// The one walker of the normal, solid, shade and textured kinds. The sprite's
-// top-left is canvas (x, y). Clipped, only the canvas's columns [0, width)
-// and rows [0, height), as cached at association, are touched, each run cut
-// to them; unclipped, runs land wherever the record takes them, as the fast
-// path always put them. Either way nothing is written outside the canvas's
-// memory. The first row comes from the canvas's row table, the others one
-// cached row step apart.
+// The one drawing loop of the normal, solid, shade and textured kinds, over
+// the sprite's display form. The sprite's top-left is canvas (x, y).
+// Clipped, only the canvas's columns [0, width) and rows [0, height), as
+// cached at association, are touched, each span cut to them; unclipped,
+// spans land wherever the record takes them, as the fast path always put
+// them. Either way nothing is written outside the canvas's memory. The first
+// row comes from the canvas's row table, the others one cached row step
+// apart; rows the record's data never reached are not drawn, as a walk of
+// the record stops there.
 template <bool kClip, class Painter>
-void WalkRows(const Sprite& s, const Target& t, int x, int y, Painter& paint)
+void DrawForm(const Form& form, const Sprite& s, const Target& t, int x, int y, Painter& paint)
 {
     const RowSpan rows = VisibleRows(s, t, y, kClip);
-    if (rows.first >= rows.end)
+    if (rows.first >= rows.end || form.completeRows < rows.first)
         return;
-    const unsigned char* p = s.Rows();
-    const unsigned char* const end = s.end;
-    for (int r = 0; r < rows.first; ++r) {
-        if (!SkipRow(p, end))
-            return;
-    }
+    const int last = std::min(rows.end, form.enteredRows);
     int64_t row = t.memory.Row(t.canvas, y + rows.first);
-    for (int r = rows.first;;) {
-        if (p >= end)
-            return;
+    for (int r = rows.first; r < last; ++r, row += t.rowIncrement) {
         paint.Row(y + r);
         int left = 0, right = 0;
         t.Window(row, kClip, &left, &right);
         const int lo = left - x; // sprite columns [lo, hi) may be drawn
         const int hi = right - x;
         const int64_t at = row + x;
-        int column = 0;
-        for (unsigned k = *p++; k > 0; --k) {
-            if (p >= end)
-                return;
-            const unsigned char command = *p++;
-            const int n = command & 63;
-            const unsigned kind = command >> 6;
-            if (kind == kLiteral) {
-                if (end - p < n)
-                    return;
-                const int from = std::max(column, lo);
-                const int to = std::min(column + n, hi);
-                if (from < to)
-                    paint.Copy(t.memory.At(at + from), p + (from - column), to - from, x + from);
-                p += n;
-                column += n;
-            } else if (kind == kRepeat) {
-                if (p >= end)
-                    return;
-                const unsigned char value = *p++;
-                const int from = std::max(column, lo);
-                const int to = std::min(column + n, hi);
-                if (from < to)
-                    paint.Fill(t.memory.At(at + from), to - from, value, x + from);
-                column += n;
-            } else if (kind == kSkip) {
-                column += n;
-            } else {
-                if (end - p < 2)
-                    return;
-                const unsigned char pair[2] = {p[0], p[1]};
-                p += 2;
-                for (int i = 0; i < 2 * n; ++i) {
-                    const int c = column + i;
-                    if (c >= lo && c < hi)
-                        paint.Pixel(t.memory.At(at + c), pair[i & 1], x + c);
-                }
-                column += 2 * n;
-            }
+        for (uint32_t k = form.rowSpans[size_t(r)]; k < form.rowSpans[size_t(r) + 1]; ++k) {
+            const Form::Span& span = form.spans[k];
+            const int from = std::max<int>(span.column, lo);
+            const int to = std::min<int>(span.column + span.length, hi);
+            if (from < to)
+                paint.Copy(t.memory.At(at + from), &form.pixels[span.pixels + uint32_t(from - span.column)],
+                           to - from, x + from);
         }
-        if (++r >= rows.end)
-            return;
-        row += t.rowIncrement;
     }
 }
 
 // The inside (unclipped) path or the clipped one.
 template <class Painter>
-void DrawRows(bool inside, const Sprite& s, const Target& t, int x, int y, Painter& paint)
+void DrawRows(bool inside, const Form& form, const Sprite& s, const Target& t, int x, int y, Painter& paint)
 {
     if (inside)
-        WalkRows<false>(s, t, x, y, paint);
+        DrawForm<false>(form, s, t, x, y, paint);
     else
-        WalkRows<true>(s, t, x, y, paint);
+        DrawForm<true>(form, s, t, x, y, paint);
 }
 
 // Mirrored, as the clipped path draws it: each row runs leftwards from column
@@ -544,7 +476,7 @@ void SpriteManager::DisplaySprite(short x, short y, unsigned char set, unsigned 
         return;
     CheckType(s, SPRITE_NORMAL);
     NormalPainter paint;
-    DrawRows(Inside(s, t, x, y), s, t, x, y, paint);
+    DrawRows(Inside(s, t, x, y), displayForms->Of(s), s, t, x, y, paint);
 }
 
 void SpriteManager::DisplayUnclippedSprite(short x, short y, unsigned char set, unsigned short sprite,
@@ -555,7 +487,7 @@ void SpriteManager::DisplayUnclippedSprite(short x, short y, unsigned char set, 
     if (!PreparePath(set, sprite, SPRITE_NORMAL, true, flags, &x, &y, &s, &t))
         return;
     NormalPainter paint;
-    DrawRows(true, s, t, x, y, paint);
+    DrawRows(true, displayForms->Of(s), s, t, x, y, paint);
 }
 
 void SpriteManager::DisplayClippedSprite(short x, short y, unsigned char set, unsigned short sprite,
@@ -566,7 +498,7 @@ void SpriteManager::DisplayClippedSprite(short x, short y, unsigned char set, un
     if (!PreparePath(set, sprite, SPRITE_NORMAL, false, flags, &x, &y, &s, &t))
         return;
     NormalPainter paint;
-    DrawRows(false, s, t, x, y, paint);
+    DrawRows(false, displayForms->Of(s), s, t, x, y, paint);
 }
 
 // ---------------------------------------------------------------------------
@@ -618,7 +550,7 @@ void SpriteManager::DisplaySpriteSolid(short x, short y, unsigned char set, unsi
         return;
     CheckType(s, SPRITE_NORMAL);
     SolidPainter paint{displayCanvas->QueryDrawColor()};
-    DrawRows(Inside(s, t, x, y), s, t, x, y, paint);
+    DrawRows(Inside(s, t, x, y), displayForms->Of(s), s, t, x, y, paint);
 }
 
 void SpriteManager::DisplayUnclippedSpriteSolid(short x, short y, unsigned char set, unsigned short sprite,
@@ -629,7 +561,7 @@ void SpriteManager::DisplayUnclippedSpriteSolid(short x, short y, unsigned char 
     if (!PreparePath(set, sprite, SPRITE_NORMAL, true, flags, &x, &y, &s, &t))
         return;
     SolidPainter paint{displayCanvas->QueryDrawColor()};
-    DrawRows(true, s, t, x, y, paint);
+    DrawRows(true, displayForms->Of(s), s, t, x, y, paint);
 }
 
 void SpriteManager::DisplayClippedSpriteSolid(short x, short y, unsigned char set, unsigned short sprite,
@@ -640,7 +572,7 @@ void SpriteManager::DisplayClippedSpriteSolid(short x, short y, unsigned char se
     if (!PreparePath(set, sprite, SPRITE_NORMAL, false, flags, &x, &y, &s, &t))
         return;
     SolidPainter paint{displayCanvas->QueryDrawColor()};
-    DrawRows(false, s, t, x, y, paint);
+    DrawRows(false, displayForms->Of(s), s, t, x, y, paint);
 }
 
 // ---------------------------------------------------------------------------
@@ -654,7 +586,7 @@ void SpriteManager::DisplayTransSprite(short x, short y, unsigned char set, unsi
         return;
     CheckType(s, SPRITE_SHADE);
     ShadePainter paint;
-    DrawRows(Inside(s, t, x, y), s, t, x, y, paint);
+    DrawRows(Inside(s, t, x, y), displayForms->Of(s), s, t, x, y, paint);
 }
 
 void SpriteManager::DisplayUnclippedTransSprite(short x, short y, unsigned char set, unsigned short sprite)
@@ -664,7 +596,7 @@ void SpriteManager::DisplayUnclippedTransSprite(short x, short y, unsigned char 
     if (!PreparePath(set, sprite, SPRITE_SHADE, true, 0, &x, &y, &s, &t))
         return;
     ShadePainter paint;
-    DrawRows(true, s, t, x, y, paint);
+    DrawRows(true, displayForms->Of(s), s, t, x, y, paint);
 }
 
 void SpriteManager::DisplayClippedTransSprite(short x, short y, unsigned char set, unsigned short sprite)
@@ -674,7 +606,7 @@ void SpriteManager::DisplayClippedTransSprite(short x, short y, unsigned char se
     if (!PreparePath(set, sprite, SPRITE_SHADE, false, 0, &x, &y, &s, &t))
         return;
     ShadePainter paint;
-    DrawRows(false, s, t, x, y, paint);
+    DrawRows(false, displayForms->Of(s), s, t, x, y, paint);
 }
 
 void SpriteManager::DisplayClippedTransSpriteSolid(short x, short y, unsigned char set, unsigned short sprite)
@@ -684,7 +616,7 @@ void SpriteManager::DisplayClippedTransSpriteSolid(short x, short y, unsigned ch
     if (!PreparePath(set, sprite, SPRITE_SHADE, false, 0, &x, &y, &s, &t))
         return;
     ShadeSolidPainter paint;
-    DrawRows(false, s, t, x, y, paint);
+    DrawRows(false, displayForms->Of(s), s, t, x, y, paint);
 }
 
 // ---------------------------------------------------------------------------
@@ -698,10 +630,10 @@ void SpriteManager::DisplayAnySprite(short x, short y, unsigned char set, unsign
         return;
     if (s.type == SPRITE_NORMAL) {
         NormalPainter paint;
-        DrawRows(Inside(s, t, x, y), s, t, x, y, paint);
+        DrawRows(Inside(s, t, x, y), displayForms->Of(s), s, t, x, y, paint);
     } else if (s.type == SPRITE_SHADE) {
         ShadePainter paint;
-        DrawRows(Inside(s, t, x, y), s, t, x, y, paint);
+        DrawRows(Inside(s, t, x, y), displayForms->Of(s), s, t, x, y, paint);
     }
 }
 
@@ -713,10 +645,10 @@ void SpriteManager::DisplayAnySpriteTransSolid(short x, short y, unsigned char s
         return;
     if (s.type == SPRITE_NORMAL) {
         NormalPainter paint;
-        DrawRows(Inside(s, t, x, y), s, t, x, y, paint);
+        DrawRows(Inside(s, t, x, y), displayForms->Of(s), s, t, x, y, paint);
     } else if (s.type == SPRITE_SHADE) {
         ShadeSolidPainter paint;
-        DrawRows(false, s, t, x, y, paint); // shown solid, shades have only the clipped path
+        DrawRows(false, displayForms->Of(s), s, t, x, y, paint); // shown solid, shades have only the clipped path
     }
 }
 
@@ -755,7 +687,7 @@ void SpriteManager::DisplaySpriteTexture(short x, short y, unsigned char set, un
     if (!PrepareTexture(texture, texLeft, texTop, texWidth, texHeight, originX, originY, &tex))
         return;
     TexturePainter paint(tex);
-    DrawRows(Inside(s, t, x, y), s, t, x, y, paint);
+    DrawRows(Inside(s, t, x, y), displayForms->Of(s), s, t, x, y, paint);
 }
 
 void SpriteManager::DisplayUnclippedSpriteTexture(short x, short y, unsigned char set, unsigned short sprite,
@@ -771,7 +703,7 @@ void SpriteManager::DisplayUnclippedSpriteTexture(short x, short y, unsigned cha
     if (!PrepareTexture(texture, texLeft, texTop, texWidth, texHeight, originX, originY, &tex))
         return;
     TexturePainter paint(tex);
-    DrawRows(true, s, t, x, y, paint);
+    DrawRows(true, displayForms->Of(s), s, t, x, y, paint);
 }
 
 void SpriteManager::DisplayClippedSpriteTexture(short x, short y, unsigned char set, unsigned short sprite,
@@ -787,5 +719,5 @@ void SpriteManager::DisplayClippedSpriteTexture(short x, short y, unsigned char 
     if (!PrepareTexture(texture, texLeft, texTop, texWidth, texHeight, originX, originY, &tex))
         return;
     TexturePainter paint(tex);
-    DrawRows(false, s, t, x, y, paint);
+    DrawRows(false, displayForms->Of(s), s, t, x, y, paint);
 }

@@ -90,6 +90,7 @@ void SpriteManager::RemapSprite(unsigned char* record)
 
 void SpriteManager::RemapRecord(unsigned char* record, const unsigned char* end)
 {
+    ChangedSets();
     const size_t available = end != nullptr ? size_t(end - record) : SIZE_MAX;
     if (available < kHeaderSize || Get16(record) != SPRITE_NORMAL) {
         _AssertMsg(kSource, __LINE__); // shade sprites are never remapped

@@ -108,9 +108,14 @@ public:
     ERRORSTATUS QuerySpriteDimensions(unsigned char set, unsigned short sprite, unsigned short* width,
                                       unsigned short* height, short* hotX, short* hotY);
 
-    struct Sprite;  // a record located in its set, with the bound of its data area
-    struct Target;  // the display canvas as the drawing code sees it
-    struct Texture; // the tiled source of the textured kind
+    // Sprites are drawn from a display form built on first display and kept
+    // until the sets change; these are the bytes the forms take now.
+    unsigned long QueryDisplayFormBytes();
+
+    struct Sprite;       // a record located in its set, with the bound of its data area
+    struct Target;       // the display canvas as the drawing code sees it
+    struct Texture;      // the tiled source of the textured kind
+    struct DisplayForms; // the display forms, by record
 
 private:
     ERRORSTATUS QuerySpriteSize(unsigned char index, unsigned short sprite, unsigned long* size);
@@ -133,6 +138,7 @@ private:
     unsigned char* DataEndOf(const unsigned char* record) const;
     void RemapRecord(unsigned char* record, const unsigned char* end);
     ERRORSTATUS RestoreStoredColours(unsigned char set);
+    void ChangedSets();
 
     // Display plumbing: the common checks, then the paths proper.
     bool LookUp(unsigned char set, unsigned short sprite, Sprite* found, bool reportMissing = false);
@@ -159,6 +165,7 @@ private:
     unsigned char** setTable[256];
     unsigned long setDataSize[256];
     unsigned char* saveBlocks; // save blocks handed out and not yet given back
+    DisplayForms* displayForms;
 };
 
 #endif
