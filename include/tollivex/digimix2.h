@@ -204,14 +204,15 @@ public:
 
 private:
     void* Allocate(unsigned long size);
-    template <typename T> void Free(T*& block);
-    void PlaceNote(_DMNote* note);
+    void FreeBlock(void* block);
+    _DMSound** Slot(unsigned long handle);
+    void PlaceOnTrack(_DMNote* note);
     void PlaceByClass(_DMNote* note);
-    unsigned long MixTrack(_DMTrack* track, unsigned long count);
-    void FinishNote(_DMTrack* track, _DMNote* note);
-    void FillBuffer(IDirectSoundBuffer* buffer, unsigned long offset, unsigned long bytes, _DMSound* sound);
+    void MixTrack(_DMTrack* track);
+    void EndSampledNote(_DMTrack* track, _DMNote* note);
+    bool FillBuffer(IDirectSoundBuffer* buffer, unsigned long offset, unsigned long bytes, _DMSound* sound);
     void RefillStream(_DMNote* note);
-    ERRORSTATUS ReadWAVE(DiskData* disk, FILE* file, _SOUNDHDR* header, int headerOnly);
+    unsigned short ReadWAVE(FILE* file, _SOUNDHDR* header, int headerOnly);
 };
 
 #pragma pack(pop)

@@ -16,6 +16,10 @@
 #    define NOMINMAX
 #  endif
 #  include <windows.h>
+#  include <mmsystem.h>
+#  include <dsound.h>
+// mmsystem.h maps PlaySound to PlaySoundA; the mixer has members of that name.
+#  undef PlaySound
 #  include <cstdio>
 // The C runtime takes both separators: stdio opens game paths as they stand.
 inline FILE* PlatformOpenFile(const char* name, const char* mode) { return std::fopen(name, mode); }
@@ -23,6 +27,7 @@ inline FILE* PlatformOpenFile(const char* name, const char* mode) { return std::
 #  include "platform/posix/win_types.h"
 #  include "platform/posix/win_sync.h"
 #  include "platform/posix/win_fs.h"
+#  include "platform/posix/win_dsound.h"
 #endif
 
 #endif
