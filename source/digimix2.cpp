@@ -101,35 +101,36 @@ const int kPooledNotes = 20;
 const uint32_t kFirstSoundSlots = 100;
 const uint32_t kTrackMask = 0xF0;
 
-// The first `count` entries from `at`, cut at the end of the pre-mix.
-unsigned long Fit(const uint16_t* at, const uint16_t* end, unsigned long count)
-{
-    return std::min<unsigned long>(count, static_cast<unsigned long>(end - at));
-}
+// The pre-mix as far as it reaches: entries past its end are cut, so a
+// block longer than a segment (or a rest's doubled fill) cannot leave it.
+struct PreMixSpan {
+    uint16_t* entries;
+    unsigned long size;
 
-uint16_t* AddLevel(uint16_t* at, const uint16_t* end, unsigned long count, uint16_t level)
-{
-    const unsigned long n = Fit(at, end, count);
-    for (unsigned long i = 0; i < n; ++i)
-        at[i] = static_cast<uint16_t>(at[i] + level);
-    return at + count;
-}
-
-uint16_t* AddSamples(uint16_t* at, const uint16_t* end, const uint8_t* samples, unsigned long count, bool stereo)
-{
-    if (!stereo) {
-        const unsigned long n = Fit(at, end, count);
-        for (unsigned long i = 0; i < n; ++i)
-            at[i] = static_cast<uint16_t>(at[i] + samples[i]);
+    unsigned long Fit(unsigned long at, unsigned long count) const
+    {
+        return at < size ? std::min(count, size - at) : 0;
+    }
+    unsigned long AddLevel(unsigned long at, unsigned long count, uint16_t level) const
+    {
+        for (unsigned long i = at, end = at + Fit(at, count); i < end; ++i)
+            entries[i] = static_cast<uint16_t>(entries[i] + level);
         return at + count;
     }
-    const unsigned long n = Fit(at, end, count * 2) / 2;
-    for (unsigned long i = 0; i < n; ++i) {
-        at[2 * i] = static_cast<uint16_t>(at[2 * i] + samples[i]);
-        at[2 * i + 1] = static_cast<uint16_t>(at[2 * i + 1] + samples[i]);
+    unsigned long AddSamples(unsigned long at, const uint8_t* samples, unsigned long count, bool stereo) const
+    {
+        if (!stereo) {
+            for (unsigned long i = 0, n = Fit(at, count); i < n; ++i)
+                entries[at + i] = static_cast<uint16_t>(entries[at + i] + samples[i]);
+            return at + count;
+        }
+        for (unsigned long i = 0, n = Fit(at, count * 2) / 2; i < n; ++i) {
+            entries[at + 2 * i] = static_cast<uint16_t>(entries[at + 2 * i] + samples[i]);
+            entries[at + 2 * i + 1] = static_cast<uint16_t>(entries[at + 2 * i + 1] + samples[i]);
+        }
+        return at + count * 2;
     }
-    return at + count * 2;
-}
+};
 
 int BitLength(unsigned value)
 {
@@ -499,7 +500,7 @@ void Digimix::FillPreMix()
 {
     if (!initialised || preMix == nullptr)
         return;
-    std::fill(preMix, preMix + std::min(mixLength, preMixBytes / 2), uint16_t(0));
+    std::fill(preMix, preMix + PreMixSpan{preMix, preMixBytes / 2}.Fit(0, mixLength), uint16_t(0));
     for (_DMTrack* track = tracks; track != nullptr; track = track->next)
         MixTrack(track);
 }
@@ -525,14 +526,14 @@ void Digimix::EndSampledNote(_DMTrack* track, _DMNote* note)
 void Digimix::MixTrack(_DMTrack* track)
 {
     const bool stereo = channels == 2;
-    const uint16_t* end = preMix + preMixBytes / 2;
-    uint16_t* at = preMix;
+    const PreMixSpan span{preMix, preMixBytes / 2};
+    unsigned long at = 0;
     unsigned long count = stereo ? mixLength / 2 : mixLength;
     while (count != 0) {
         _DMNote* note = track->notes;
         if (note == nullptr) {
             _DebugMessage("silence");
-            AddLevel(at, end, stereo ? count * 2 : count, 128);
+            span.AddLevel(at, stereo ? count * 2 : count, 128);
             return;
         }
         unsigned long taken = 0;
@@ -550,7 +551,7 @@ void Digimix::MixTrack(_DMTrack* track)
                 EndSampledNote(track, note);
             }
             _DebugMessage("note");
-            at = AddSamples(at, end, samples, taken, stereo);
+            at = span.AddSamples(at, samples, taken, stereo);
         } else if (note->flags & DMNOTE_REST) {
             if (note->remaining > count) {
                 taken = count;
@@ -562,7 +563,7 @@ void Digimix::MixTrack(_DMTrack* track)
                 track->notes = note->next;
             }
             // A rest fills entries in pairs whatever the channel count.
-            at = AddLevel(at, end, taken * 2, 128);
+            at = span.AddLevel(at, taken * 2, 128);
         } else {
             // A note that neither sounds nor rests can never use up the
             // block; it stays at the head and this track's block ends here.
@@ -587,13 +588,13 @@ int Digimix::MixInPreMix()
         return 0;
     }
     if (bitsPerSample == 8 && preMix != nullptr) {
-        const uint16_t* from = preMix;
-        const uint16_t* end = preMix + preMixBytes / 2;
-        auto clip = [this, &from, end](void* part, DWORD bytes) {
+        const PreMixSpan span{preMix, preMixBytes / 2};
+        unsigned long from = 0;
+        auto clip = [this, &span, &from](void* part, DWORD bytes) {
             auto* out = static_cast<uint8_t*>(part);
-            const unsigned long n = part != nullptr ? Fit(from, end, bytes) : 0;
+            const unsigned long n = part != nullptr ? span.Fit(from, bytes) : 0;
             for (unsigned long i = 0; i < n; ++i) {
-                const uint16_t v = from[i];
+                const uint16_t v = span.entries[from + i];
                 // In range maps to 1..255, an underflow to 0.
                 out[i] = v > clipHigh ? 255 : v >= clipLow ? static_cast<uint8_t>(v - outputBias) : 0;
             }

@@ -63,7 +63,7 @@ TEST(Digimix, QueueNewNotesLeavesTheQueueWhileAnotherThreadHoldsTheLock)
 
     EXPECT_EQ(mix.QueueNewNotes(), 1);
     EXPECT_EQ(mix.noteQueue, nullptr);
-    EXPECT_EQ(mix.tracks->notes->flags, DMNOTE_SAMPLED | DMNOTE_SOUNDING);
+    EXPECT_EQ(+mix.tracks->notes->flags, DMNOTE_SAMPLED | DMNOTE_SOUNDING);
 }
 
 TEST(Digimix, DefaultCallbackLoopsARegionOfMemoryOrOfAFile)
@@ -83,7 +83,7 @@ TEST(Digimix, DefaultCallbackLoopsARegionOfMemoryOrOfAFile)
         for (int i = 200; i < 400; ++i)
             wrapped.push_back(bytes[50 + i % 300]);
         EXPECT_EQ(out, wrapped) << "flags " << flags;
-        EXPECT_EQ(info.position, 100u);
+        EXPECT_EQ(+info.position, 100u);
     }
     _DMStreamingInfo silent{bytes.data(), 0, 0, 0, DMSTREAM_MEMORY};
     std::vector<uint8_t> out(7, 1);
@@ -282,12 +282,15 @@ TEST(Digimix, MixedOutputMatchesTheModelInMonoAndStereoHeadless)
         };
         if (channels == 2)
             notes.insert(notes.begin() + 8, ModelNote{0, 0, 60, DMNOTE_REST | 0x80, 4});
+        _DMNote* rest = nullptr; // leaves its track when over, for no list
         for (const ModelNote& note : notes) {
             _DMNote* record = mix.freeNotes;
             mix.PlaySound(const_cast<uint8_t*>(data.data()), note.start, note.end, note.flags, note.track, 1, 2);
             mix.QueueNewNotes();
             if (note.placedOn == 0)
                 open.Reclaim(record);
+            if (note.flags & DMNOTE_REST)
+                rest = record;
         }
         const size_t block = 96;
         const size_t perBlock = block / channels;
@@ -312,6 +315,8 @@ TEST(Digimix, MixedOutputMatchesTheModelInMonoAndStereoHeadless)
         }
         EXPECT_EQ(open.Captured(), expectedOutput);
         EXPECT_TRUE(Logged("Debug Message: Mark 2"));
+        if (rest != nullptr)
+            open.Reclaim(rest);
     }
 }
 
@@ -325,7 +330,7 @@ TEST(Digimix, FirstPassIsTwoShortAndLoopsPlayWholeHeadless)
         mix.mixLength = 4;
         mix.PlaySound(const_cast<uint8_t*>(data.data()), 0, 9, DMNOTE_SAMPLED | loop, 1, 0, 0);
         _DMNote* note = mix.noteQueue;
-        EXPECT_EQ(note->remaining, 8u);
+        EXPECT_EQ(+note->remaining, 8u);
         mix.QueueNewNotes();
         const std::vector<std::vector<uint16_t>> blocks =
             loop ? std::vector<std::vector<uint16_t>>{{10, 11, 12, 13}, {14, 15, 16, 17}, {10, 11, 12, 13},
@@ -337,8 +342,8 @@ TEST(Digimix, FirstPassIsTwoShortAndLoopsPlayWholeHeadless)
         }
         if (loop) {
             EXPECT_EQ(mix.tracks->notes, note);
-            EXPECT_EQ(note->flags, DMNOTE_SAMPLED | DMNOTE_LOOP | DMNOTE_SOUNDING | DMNOTE_ENDED);
-            EXPECT_EQ(note->remaining, 8u);
+            EXPECT_EQ(+note->flags, DMNOTE_SAMPLED | DMNOTE_LOOP | DMNOTE_SOUNDING | DMNOTE_ENDED);
+            EXPECT_EQ(+note->remaining, 8u);
         } else {
             EXPECT_EQ(mix.tracks->notes, nullptr);
             EXPECT_EQ(mix.freeNotes, note) << "back in the pool";
@@ -371,6 +376,16 @@ TEST(Digimix, PreMixIsClippedIntoThePrimaryBufferHeadless)
     mix.mixLength = 16;
     mix.FillPreMix();
     EXPECT_EQ(std::vector<uint16_t>(mix.preMix, mix.preMix + 16), std::vector<uint16_t>(16, 512));
+
+    // A block longer than the pre-mix, and a mono rest filling twice its length, stop at its end.
+    _DMNote* rest = mix.freeNotes;
+    mix.PlaySound(nullptr, 0, 40, DMNOTE_REST | DMNOTE_CLASS1, 0, 0, 0);
+    mix.QueueNewNotes();
+    mix.mixLength = 1000;
+    mix.FillPreMix();
+    EXPECT_EQ(std::vector<uint16_t>(mix.preMix, mix.preMix + 16), std::vector<uint16_t>(16, 512));
+    EXPECT_EQ(mix.tracks->notes, nullptr) << "the rest is over and left the track";
+    open.Reclaim(rest);
 }
 
 TEST(Digimix, LostPrimaryIsRestoredOnceAndSixteenBitOutputIsNotWrittenHeadless)

@@ -55,12 +55,12 @@ TEST(DigimixSounds, CopiesPlayOverTheSoundAndPollFreesThemHeadless)
     mix.PlaySound(0ul, DMNOTE_CLASS1, 3, 5, 0xFFFF);
     ASSERT_EQ(open.QueueLength(), 2u);
     const _DMNote* note = mix.noteQueue;
-    EXPECT_EQ(note->flags, DMNOTE_CLASS1);
-    EXPECT_EQ(note->track, 3);
-    EXPECT_EQ(note->param3, 5);
-    EXPECT_EQ(note->param4, 9);
-    EXPECT_EQ(note->end, 39u);
-    EXPECT_EQ(note->remaining, 40u);
+    EXPECT_EQ(+note->flags, DMNOTE_CLASS1);
+    EXPECT_EQ(+note->track, 3);
+    EXPECT_EQ(+note->param3, 5);
+    EXPECT_EQ(+note->param4, 9);
+    EXPECT_EQ(+note->end, 39u);
+    EXPECT_EQ(+note->remaining, 40u);
 
     HeadlessAdvance(30);
     mix.Poll();
@@ -200,7 +200,7 @@ TEST(DigimixSounds, StreamsRefillTheHalfJustPlayedHeadless)
     HeadlessAdvance(20);
     mix.Poll();
     ASSERT_EQ(open.QueueLength(), 1u);
-    EXPECT_EQ(mix.noteQueue->sound, mix.soundArray[second]);
+    EXPECT_EQ(+mix.noteQueue->sound, mix.soundArray[second]);
     mark = TraceLength();
     HeadlessAdvance(400);
     mix.Poll();

@@ -108,15 +108,15 @@ TEST(DigimixWave, FilesWrittenByteByByteGiveTheirCodes)
         EXPECT_EQ(loaded.status, c.code == 0 ? ERR_OK : ERR_FAILURE) << c.what;
         EXPECT_EQ(loaded.code, c.code) << c.what;
         if (c.code != 0) {
-            EXPECT_EQ(loaded.header.data, nullptr) << c.what;
+            EXPECT_EQ(+loaded.header.data, nullptr) << c.what;
             continue;
         }
-        EXPECT_EQ(loaded.header.dataOffset, c.offset) << c.what;
-        EXPECT_EQ(loaded.header.dataLength, c.length) << c.what;
-        EXPECT_EQ(loaded.header.channels, 1);
-        EXPECT_EQ(loaded.header.volume, 64);
+        EXPECT_EQ(+loaded.header.dataOffset, c.offset) << c.what;
+        EXPECT_EQ(+loaded.header.dataLength, c.length) << c.what;
+        EXPECT_EQ(+loaded.header.channels, 1);
+        EXPECT_EQ(+loaded.header.volume, 64);
         if (c.headerOnly) {
-            EXPECT_EQ(loaded.header.data, nullptr) << c.what;
+            EXPECT_EQ(+loaded.header.data, nullptr) << c.what;
         } else {
             EXPECT_EQ(Bytes(loaded.header.data, loaded.header.data + 5), kSamples) << c.what;
         }
@@ -133,7 +133,7 @@ TEST(DigimixWave, FilesWrittenByteByByteGiveTheirCodes)
     DiskData disk(&memory);
     char name[] = "TEST.WAV";
     EXPECT_EQ(closed.LoadWAVE(&disk, name, &untouched, 0), ERR_OK);
-    EXPECT_EQ(untouched.volume, 0xABAB);
+    EXPECT_EQ(+untouched.volume, 0xABAB);
 }
 
 // Cut anywhere or mutated at random, a file gives a code and is never read
@@ -193,7 +193,7 @@ TEST(DigimixWave, FilesMadeBySox)
             continue;
         }
         ASSERT_EQ(loaded.status, ERR_OK);
-        EXPECT_EQ(loaded.header.sampleRate, 8000u);
+        EXPECT_EQ(+loaded.header.sampleRate, 8000u);
         EXPECT_EQ(Bytes(loaded.header.data, loaded.header.data + loaded.header.dataLength),
                   tvxtest::ReadBytes("SOX.RAW"));
         open.mix.FreeSound(&loaded.header);

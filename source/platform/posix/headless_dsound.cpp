@@ -17,6 +17,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <memory>
 #include <vector>
 
@@ -465,6 +466,14 @@ void HeadlessAdvance(unsigned long milliseconds)
         const uint32_t frames = primary.FramesIn(milliseconds);
         Capture(primary, frames, mixed);
         MoveCursor(primary, frames);
+        // Mixed buffers keep step with the primary, frame for frame.
+        for (HeadlessBuffer* buffer : mixed) {
+            MoveCursor(*buffer, frames);
+            buffer->frameCarry = primary.frameCarry;
+        }
+        playing.erase(std::remove_if(playing.begin(), playing.end(),
+                                     [&](const HeadlessBuffer* buffer) { return buffer->format == primary.format; }),
+                      playing.end());
     }
     for (HeadlessBuffer* buffer : playing)
         MoveCursor(*buffer, buffer->FramesIn(milliseconds));
