@@ -93,8 +93,8 @@ TEST(Digimix, OpeningDividesThePrimaryBufferAndLogsDeviceFailuresHeadless)
         EXPECT_EQ(open.mix.initialised, c.status == ERR_OK ? 1 : 0) << c.call;
         EXPECT_EQ(open.mix.segmentCount, c.segments) << c.call;
         EXPECT_EQ(open.mix.segmentBytes, c.segmentBytes) << c.call;
-        EXPECT_TRUE(c.line == nullptr || Logged(c.line)) << c.call;
-        EXPECT_FALSE(Logged("DSERR_BADFORMAT")) << "names are looked up by the low 16 bits";
+        EXPECT_TRUE(c.line == nullptr || LoggedMessage(c.line)) << c.call;
+        EXPECT_FALSE(LoggedMessage("DSERR_BADFORMAT")) << "names are looked up by the low 16 bits";
     }
     FreshDevice(64);
     OpenMixer open(22050);
@@ -250,7 +250,7 @@ TEST(Digimix, PreMixIsClippedAndBoundedAndLostBuffersAreRestoredOnceHeadless)
     HeadlessFail("IDirectSoundBuffer::Lock", 0x88780096, 0);
     HeadlessFail("IDirectSoundBuffer::Lock", 0x88780096, 0);
     mix.MixInPreMix();
-    EXPECT_TRUE(Logged("Problems with mixing"));
+    EXPECT_TRUE(LoggedMessage("Problems with mixing"));
 
     // A block longer than the pre-mix, and a mono rest filling twice its length, stop at its end.
     _DMNote* rest = mix.freeNotes;

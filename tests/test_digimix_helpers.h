@@ -40,7 +40,7 @@ struct OpenMixer {
     void Reclaim(void* block) { memory.Free(&block); }
 };
 
-inline bool Logged(const std::string& line)
+inline bool LoggedMessage(const std::string& line)
 {
     const std::vector<std::string> entries = LogEntries();
     return std::find(entries.begin(), entries.end(), "Debug Message: " + line) != entries.end();

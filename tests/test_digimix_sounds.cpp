@@ -29,7 +29,7 @@ TEST(DigimixSounds, CopiesPlayOverTheSoundUntilPollFreesThemHeadless)
     std::vector<uint8_t> samples(40, 138);
     HeadlessFail("IDirectSound::CreateSoundBuffer", 0x88780064, 0);
     EXPECT_EQ(mix.CreateSound(samples.data(), 8, 0, nullptr, nullptr), 1u);
-    EXPECT_TRUE(Logged("Error with CreateSoundBuffer: Error Code 100"));
+    EXPECT_TRUE(LoggedMessage("Error with CreateSoundBuffer: Error Code 100"));
     EXPECT_NE(mix.soundArray[0], nullptr) << "the record keeps its slot";
     EXPECT_EQ(mix.CreateSound(samples.data(), 40, 0, nullptr, nullptr), 1u);
     EXPECT_NE(TraceSince(0).find("CreateSoundBuffer 242 40\nIDirectSoundBuffer::Lock 0 40 0\n"), std::string::npos);
@@ -56,15 +56,15 @@ TEST(DigimixSounds, CopiesPlayOverTheSoundUntilPollFreesThemHeadless)
     HeadlessFail("IDirectSound::DuplicateSoundBuffer", 0x8878000A, 0);
     _DMNote* lost = mix.freeNotes;
     mix.PlaySound(1ul, 0, 0, 0, 0);
-    EXPECT_TRUE(Logged("Error with DuplicateSoundBuffer: Error Code 10"));
-    EXPECT_FALSE(Logged("DSERR_ALLOCATED") || Logged("DSERR_BADFORMAT"));
+    EXPECT_TRUE(LoggedMessage("Error with DuplicateSoundBuffer: Error Code 10"));
+    EXPECT_FALSE(LoggedMessage("DSERR_ALLOCATED") || LoggedMessage("DSERR_BADFORMAT"));
     open.Reclaim(lost);
     HeadlessFail("IDirectSoundBuffer::Play", 0x80004005, 0);
     mix.PlaySound(1ul, 0, 0, 0, 0);
-    EXPECT_TRUE(Logged("Error with DirectSound::Play: Error Code 16389"));
+    EXPECT_TRUE(LoggedMessage("Error with DirectSound::Play: Error Code 16389"));
     HeadlessFail("IDirectSoundBuffer::GetStatus", 0x80004005, 0);
     mix.Poll();
-    EXPECT_TRUE(Logged("Error with DirectSound::GetStatus: Error Code 16389"));
+    EXPECT_TRUE(LoggedMessage("Error with DirectSound::GetStatus: Error Code 16389"));
     EXPECT_EQ(open.Queued(), 1u) << "kept after a failed status";
     mix.Poll();
     EXPECT_EQ(open.Queued(), 0u) << "never started, so freed";

@@ -112,7 +112,7 @@ TEST(DigimixWave, FilesWrittenByteByByteGiveTheirCodes)
         EXPECT_TRUE(h.data == nullptr || Bytes(h.data, h.data + 5) == kSamples) << c.what;
         open.mix.FreeSound(&loaded.header);
     }
-    EXPECT_TRUE(tvxtest::Logged("Tag: 1, channels 2, FormatSpecific: 16"));
+    EXPECT_TRUE(tvxtest::LoggedMessage("Tag: 1, channels 2, FormatSpecific: 16"));
     EXPECT_EQ(Load(open, nullptr, 0, "NONE.WAV").code, 1005);
 
     Digimix closed(&open.memory);
@@ -169,7 +169,7 @@ TEST(DigimixWave, FilesMadeBySox)
         Loaded loaded = Load(open, nullptr, 0, "SOX.WAV");
         const _SOUNDHDR& h = loaded.header;
         EXPECT_EQ(loaded.code, line != nullptr ? 2002 : 0) << format;
-        EXPECT_TRUE(line == nullptr || tvxtest::Logged(line)) << format;
+        EXPECT_TRUE(line == nullptr || tvxtest::LoggedMessage(line)) << format;
         EXPECT_TRUE(line != nullptr || Bytes(h.data, h.data + h.dataLength) == tvxtest::ReadBytes("SOX.RAW"));
         open.mix.FreeSound(&loaded.header);
     }
