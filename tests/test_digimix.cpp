@@ -81,7 +81,8 @@ TEST(Digimix, OpeningDividesThePrimaryBufferAndLogsDeviceFailuresHeadless)
         {"", 0, 4002, ERR_OK, "Sound Buffer divided in half", 2, 2001},
         {"DirectSoundCreate", 0x80004005, 64, ERR_FAILURE, nullptr, 0, 0},
         {"IDirectSound::SetCooperativeLevel", 0x80004005, 64, ERR_FAILURE, nullptr, 0, 0},
-        {"IDirectSound::CreateSoundBuffer", 0x88780064, 64, ERR_FAILURE, "Error with CreateSoundBuffer: Error Code 100", 0, 0},
+        {"IDirectSound::CreateSoundBuffer", 0x88780064, 64, ERR_FAILURE, "Error with CreateSoundBuffer: Error Code 100",
+         0, 0},
         {"IDirectSoundBuffer::SetFormat", 0x88780064, 64, ERR_OK, "Error with SetFormat: Error Code 100", 0, 0},
         {"IDirectSoundBuffer::GetCaps", 0x80070057, 64, ERR_OK, "Error with GetCaps: Error Code 87", 0, 0},
     };
@@ -89,10 +90,11 @@ TEST(Digimix, OpeningDividesThePrimaryBufferAndLogsDeviceFailuresHeadless)
         FreshDevice(c.bytes);
         HeadlessFail(c.call, static_cast<long>(c.result), 0);
         OpenMixer open(22050);
-        EXPECT_EQ(open.opened, c.status) << c.call;
-        EXPECT_EQ(open.mix.initialised, c.status == ERR_OK ? 1 : 0) << c.call;
-        EXPECT_EQ(open.mix.segmentCount, c.segments) << c.call;
-        EXPECT_EQ(open.mix.segmentBytes, c.segmentBytes) << c.call;
+        const Digimix& mix = open.mix;
+        const std::vector<unsigned long> seen = {open.opened, uint32_t(mix.initialised), mix.segmentCount,
+                                                 mix.segmentBytes};
+        EXPECT_EQ(seen, (std::vector<unsigned long>{c.status, c.status == ERR_OK, c.segments, c.segmentBytes}))
+            << c.call;
         EXPECT_TRUE(c.line == nullptr || LoggedMessage(c.line)) << c.call;
         EXPECT_FALSE(LoggedMessage("DSERR_BADFORMAT")) << "names are looked up by the low 16 bits";
     }

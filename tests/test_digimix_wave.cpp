@@ -164,7 +164,8 @@ TEST(DigimixWave, FilesMadeBySox)
     };
     OpenMixer open;
     for (const auto& [format, line] : cases) {
-        const std::string make = std::string("sox -n ") + format + " SOX.WAV synth 0.05 sine 440 && sox SOX.WAV -t raw SOX.RAW";
+        const std::string make =
+            std::string("sox -n ") + format + " SOX.WAV synth 0.05 sine 440 && sox SOX.WAV -t raw SOX.RAW";
         ASSERT_EQ(std::system(make.c_str()), 0) << make;
         Loaded loaded = Load(open, nullptr, 0, "SOX.WAV");
         const _SOUNDHDR& h = loaded.header;

@@ -57,7 +57,8 @@ TEST(DigimixDirectSound, OpensPlaysStreamsAndClosesOnTheRealDevice)
     ASSERT_EQ(open.opened, ERR_OK);
     EXPECT_EQ(mix.segmentCount, mix.primaryBytes % 4 ? 2 : 4);
     EXPECT_EQ(mix.segmentBytes, mix.primaryBytes / mix.segmentCount);
-    EXPECT_TRUE(tvxtest::LoggedMessage(mix.segmentCount == 4 ? "Sound Buffer divided into fourths" : "Sound Buffer divided in half"));
+    EXPECT_TRUE(tvxtest::LoggedMessage(mix.segmentCount == 4 ? "Sound Buffer divided into fourths"
+                                                             : "Sound Buffer divided in half"));
 
     // The primary buffer cannot be written at the exclusive level.
     mix.InitTracks(1);
