@@ -289,7 +289,7 @@ void Digimix::PlaySound(unsigned long handle, unsigned short flags, unsigned sho
         _AssertMsg(kSource, __LINE__);
     _DMSound** slot = Slot(handle);
     _DMSound* sound = slot != nullptr ? *slot : nullptr;
-    if (sound == nullptr || sound->buffer == nullptr)
+    if (sound == nullptr)
         return;
     if (param3 == 0xFFFF)
         param3 = defaultParam3;

@@ -321,10 +321,10 @@ HRESULT HeadlessDevice::DuplicateSoundBuffer(LPDIRECTSOUNDBUFFER original, LPDIR
     if (auto failure = headless::Enter("IDirectSound::DuplicateSoundBuffer"))
         return *failure;
     auto* source = static_cast<HeadlessBuffer*>(original);
-    if (!alive || source == nullptr || !source->alive || source->primary)
-        return DSERR_INVALIDCALL;
-    if (duplicate == nullptr)
+    if (source == nullptr || duplicate == nullptr)
         return DSERR_INVALIDPARAM;
+    if (!alive || !source->alive || source->primary)
+        return DSERR_INVALIDCALL;
     HeadlessBuffer* copy = NewBuffer(this, false, source->flags, source->format, 0);
     copy->samples = source->samples;
     *duplicate = copy;
