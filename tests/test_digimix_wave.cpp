@@ -51,24 +51,20 @@ Bytes Riff(const Bytes& inner, const char* form = "WAVE")
 
 const Bytes kSamples = {1, 2, 3, 4, 5};
 
-struct Loaded {
-    ERRORSTATUS status;
-    unsigned short code;
-    _SOUNDHDR header;
-};
-
-// Writes `file` (unless null) and loads it.
-Loaded Load(OpenMixer& open, const Bytes* file, int headerOnly = 0, const char* name = "TEST.WAV")
+// Writes `file` (unless null) and loads it into `header`; the error code, 0
+// on success.
+unsigned short Load(OpenMixer& open, const Bytes* file, _SOUNDHDR* header, int headerOnly = 0,
+                    const char* name = "TEST.WAV")
 {
     if (file != nullptr)
         tvxtest::WriteBytes(name, *file);
     DiskData disk(&open.memory);
-    Loaded loaded{};
     std::string path = name;
     open.mix.errorCode = 0;
-    loaded.status = open.mix.LoadWAVE(&disk, &path[0], &loaded.header, headerOnly);
-    loaded.code = open.mix.errorCode;
-    return loaded;
+    *header = _SOUNDHDR{};
+    const ERRORSTATUS status = open.mix.LoadWAVE(&disk, &path[0], header, headerOnly);
+    EXPECT_EQ(status, open.mix.errorCode != 0 ? ERR_FAILURE : ERR_OK);
+    return open.mix.errorCode;
 }
 
 } // namespace
@@ -103,17 +99,18 @@ TEST(DigimixWave, FilesWrittenByteByByteGiveTheirCodes)
     };
     OpenMixer open;
     for (const Case& c : cases) {
-        Loaded loaded = Load(open, &c.file, c.headerOnly);
-        const _SOUNDHDR& h = loaded.header;
-        EXPECT_EQ((std::vector<uint32_t>{loaded.status, loaded.code, h.dataOffset, h.dataLength}),
-                  (std::vector<uint32_t>{c.code != 0, c.code, c.offset, c.length})) << c.what;
+        _SOUNDHDR h;
+        const unsigned short code = Load(open, &c.file, &h, c.headerOnly);
+        EXPECT_EQ((std::vector<uint32_t>{code, h.dataOffset, h.dataLength}),
+                  (std::vector<uint32_t>{c.code, c.offset, c.length})) << c.what;
         EXPECT_EQ(h.data == nullptr, c.code != 0 || c.headerOnly) << c.what;
         EXPECT_TRUE(c.code != 0 || (h.volume == 64 && h.channels == 1)) << c.what;
         EXPECT_TRUE(h.data == nullptr || Bytes(h.data, h.data + 5) == kSamples) << c.what;
-        open.mix.FreeSound(&loaded.header);
+        open.mix.FreeSound(&h);
     }
     EXPECT_TRUE(tvxtest::LoggedMessage("Tag: 1, channels 2, FormatSpecific: 16"));
-    EXPECT_EQ(Load(open, nullptr, 0, "NONE.WAV").code, 1005);
+    _SOUNDHDR none;
+    EXPECT_EQ(Load(open, nullptr, &none, 0, "NONE.WAV"), 1005);
 
     Digimix closed(&open.memory);
     DiskData disk(&open.memory);
@@ -132,7 +129,8 @@ TEST(DigimixWave, TruncatedAndMutatedFilesFailCleanly)
     OpenMixer open;
     for (size_t cut = 0; cut < file.size(); ++cut) {
         const Bytes part(file.begin(), file.begin() + static_cast<long>(cut));
-        const unsigned short code = Load(open, &part).code;
+        _SOUNDHDR h;
+        const unsigned short code = Load(open, &part, &h);
         EXPECT_TRUE(code == 1007 || code == 2001) << cut << ": " << code;
     }
     std::mt19937 random(11);
@@ -140,14 +138,14 @@ TEST(DigimixWave, TruncatedAndMutatedFilesFailCleanly)
         Bytes mutated = file;
         for (int i = 0; i < 1 + round % 4; ++i)
             mutated[random() % mutated.size()] = static_cast<uint8_t>(random());
-        Loaded loaded = Load(open, &mutated);
-        const _SOUNDHDR& h = loaded.header;
-        if (loaded.status == ERR_OK) {
+        _SOUNDHDR h;
+        const unsigned short code = Load(open, &mutated, &h);
+        if (code == 0) {
             ASSERT_LE(uint64_t(h.dataOffset) + h.dataLength, mutated.size());
             EXPECT_TRUE(std::equal(h.data, h.data + h.dataLength, mutated.begin() + h.dataOffset));
         }
-        EXPECT_TRUE(loaded.code == 0 || loaded.code == 1007 || loaded.code == 2001 || loaded.code == 2002);
-        open.mix.FreeSound(&loaded.header);
+        EXPECT_TRUE(code == 0 || code == 1007 || code == 2001 || code == 2002) << code;
+        open.mix.FreeSound(&h);
     }
 }
 
@@ -167,11 +165,10 @@ TEST(DigimixWave, FilesMadeBySox)
         const std::string make =
             std::string("sox -n ") + format + " SOX.WAV synth 0.05 sine 440 && sox SOX.WAV -t raw SOX.RAW";
         ASSERT_EQ(std::system(make.c_str()), 0) << make;
-        Loaded loaded = Load(open, nullptr, 0, "SOX.WAV");
-        const _SOUNDHDR& h = loaded.header;
-        EXPECT_EQ(loaded.code, line != nullptr ? 2002 : 0) << format;
+        _SOUNDHDR h;
+        EXPECT_EQ(Load(open, nullptr, &h, 0, "SOX.WAV"), line != nullptr ? 2002 : 0) << format;
         EXPECT_TRUE(line == nullptr || tvxtest::LoggedMessage(line)) << format;
         EXPECT_TRUE(line != nullptr || Bytes(h.data, h.data + h.dataLength) == tvxtest::ReadBytes("SOX.RAW"));
-        open.mix.FreeSound(&loaded.header);
+        open.mix.FreeSound(&h);
     }
 }
