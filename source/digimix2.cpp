@@ -287,7 +287,19 @@ ERRORSTATUS Digimix::SetFormat(unsigned long rate, unsigned long channelCount, u
         return ERR_FAILURE;
     }
 
-    primaryBytes = caps.dwBufferBytes;
+    DividePrimary(caps.dwBufferBytes);
+    sampleRate = static_cast<uint32_t>(rate);
+    channels = static_cast<uint32_t>(channelCount);
+    bitsPerSample = bits;
+    NewPreMix();
+    _DebugMessage("End SetFormat");
+    return ERR_OK;
+}
+
+// Four segments when the buffer divides by four, else two halves.
+void Digimix::DividePrimary(uint32_t bytes)
+{
+    primaryBytes = bytes;
     if (primaryBytes & 3) {
         segmentCount = 2;
         segmentBytes = primaryBytes / 2;
@@ -297,12 +309,12 @@ ERRORSTATUS Digimix::SetFormat(unsigned long rate, unsigned long channelCount, u
         segmentBytes = primaryBytes / 4;
         _DebugMessage("Sound Buffer divided into fourths");
     }
-    sampleRate = static_cast<uint32_t>(rate);
-    channels = static_cast<uint32_t>(channelCount);
-    bitsPerSample = bits;
+}
 
-    // The accumulator of an earlier format is given back rather than left
-    // allocated for the life of the process.
+// The accumulator of an earlier format is given back rather than left
+// allocated for the life of the process.
+void Digimix::NewPreMix()
+{
     FreeBlock(preMix);
     preMixBytes = segmentBytes * 2;
     preMix = static_cast<uint16_t*>(Allocate(preMixBytes));
@@ -310,8 +322,6 @@ ERRORSTATUS Digimix::SetFormat(unsigned long rate, unsigned long channelCount, u
         _AssertMsg(kSource, __LINE__);
     else
         std::memset(preMix, 0, preMixBytes);
-    _DebugMessage("End SetFormat");
-    return ERR_OK;
 }
 
 // --- the tracks -------------------------------------------------------------

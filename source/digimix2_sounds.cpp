@@ -187,28 +187,61 @@ _DMSound* Digimix::RemoveSoundFromArray(unsigned long handle)
 
 // --- creating, playing and deleting sounds --------------------------------------
 
+_DMSound* Digimix::NewSound(unsigned char* data, unsigned long length, unsigned short flags)
+{
+    auto* sound = static_cast<_DMSound*>(Allocate(sizeof(_DMSound)));
+    if (sound == nullptr) {
+        _AssertMsg(kSource, __LINE__);
+        return nullptr;
+    }
+    std::memset(sound, 0, sizeof(_DMSound));
+    sound->flags = flags;
+    sound->length = static_cast<uint32_t>(length);
+    if (data == nullptr)
+        return sound;
+    sound->data = static_cast<uint8_t*>(Allocate(length));
+    if (sound->data != nullptr)
+        std::memcpy(sound->data, data, length);
+    else
+        _AssertMsg(kSource, __LINE__);
+    return sound;
+}
+
+// A stream's note stays on the queue for as long as the sound lives, so
+// that CheckForStreaming finds it.
+void Digimix::QueueStream(_DMSound* sound, DMStreamingCallback callback, _DMStreamingInfo* info)
+{
+    if (callback == nullptr)
+        _AssertMsg(kSource, __LINE__);
+    if (info != nullptr)
+        std::memcpy(&sound->info, info, sizeof(_DMStreamingInfo));
+    else
+        sound->info.source = nullptr;
+    sound->callback = callback;
+    _DMNote* note = GetNewNote();
+    if (note == nullptr)
+        return;
+    note->buffer = sound->buffer;
+    note->sound = sound;
+    note->flags = sound->flags;
+    note->param3 = defaultParam3;
+    note->param4 = defaultParam4;
+    note->end = sound->length - 1;
+    note->remaining = sound->length;
+    QueueNote(note);
+}
+
 unsigned long Digimix::CreateSound(unsigned char* data, unsigned long length, unsigned short flags,
                                    DMStreamingCallback callback, _DMStreamingInfo* info)
 {
     if (!initialised)
         return 0;
-    auto* sound = static_cast<_DMSound*>(Allocate(sizeof(_DMSound)));
-    if (sound == nullptr) {
-        _AssertMsg(kSource, __LINE__);
+    _DMSound* sound = NewSound(data, length, flags);
+    if (sound == nullptr)
         return kNoHandle;
-    }
-    std::memset(sound, 0, sizeof(_DMSound));
-    sound->flags = flags;
-    sound->length = static_cast<uint32_t>(length);
-    if (data != nullptr) {
-        sound->data = static_cast<uint8_t*>(Allocate(length));
-        if (sound->data != nullptr)
-            std::memcpy(sound->data, data, length);
-        else
-            _AssertMsg(kSource, __LINE__);
-    }
     const unsigned long handle = AddSoundToArray(sound);
 
+    // 3D, frequency, pan and volume controls; a sound played whole is static.
     const bool streaming = (flags & DMNOTE_STREAMING) != 0;
     WAVEFORMATEX format = PcmFormat(sampleRate, channels, bitsPerSample);
     DSBUFFERDESC1 desc;
@@ -228,27 +261,8 @@ unsigned long Digimix::CreateSound(unsigned char* data, unsigned long length, un
         return 1;
     }
     sound->buffer = buffer;
-
-    if (streaming) {
-        if (callback == nullptr)
-            _AssertMsg(kSource, __LINE__);
-        if (info != nullptr)
-            std::memcpy(&sound->info, info, sizeof(_DMStreamingInfo));
-        else
-            sound->info.source = nullptr;
-        sound->callback = callback;
-        _DMNote* note = GetNewNote();
-        if (note != nullptr) {
-            note->buffer = buffer;
-            note->sound = sound;
-            note->flags = flags;
-            note->param3 = defaultParam3;
-            note->param4 = defaultParam4;
-            note->end = sound->length - 1;
-            note->remaining = sound->length;
-            QueueNote(note);
-        }
-    }
+    if (streaming)
+        QueueStream(sound, callback, info);
     if (FillBuffer(buffer, 0, length, sound) && streaming)
         buffer->Play(0, 0, DSBPLAY_LOOPING);
     return handle;

@@ -204,8 +204,12 @@ public:
 
 private:
     void* Allocate(unsigned long size);
+    void DividePrimary(uint32_t bytes);
+    void NewPreMix();
     void FreeBlock(void* block);
     _DMSound** Slot(unsigned long handle);
+    _DMSound* NewSound(unsigned char* data, unsigned long length, unsigned short flags);
+    void QueueStream(_DMSound* sound, DMStreamingCallback callback, _DMStreamingInfo* info);
     void PlaceOnTrack(_DMNote* note);
     void PlaceByClass(_DMNote* note);
     void MixTrack(_DMTrack* track);
