@@ -262,6 +262,11 @@ TEST(Digimix, PreMixIsClippedAndBoundedAndLostBuffersAreRestoredOnceHeadless)
     mix.FillPreMix();
     EXPECT_EQ(std::vector<uint16_t>(mix.preMix, mix.preMix + 16), std::vector<uint16_t>(16, 512));
     open.Reclaim(rest);
+    // A head note that neither sounds nor rests ends its track's block rather than holding it forever.
+    mix.PlaySound(nullptr, 0, 40, DMNOTE_MUTE, 1, 0, 0);
+    mix.QueueNewNotes();
+    mix.FillPreMix();
+    EXPECT_EQ(std::vector<uint16_t>(mix.preMix, mix.preMix + 16), std::vector<uint16_t>(16, 3 * 128));
 
     // 16-bit output: locked and unlocked, never written.
     mix.SetFormat(8000, 1, 16, 0);
