@@ -8,23 +8,19 @@ using namespace tvxtest;
 
 namespace {
 
-// 1000 samples a second: one byte of a mono 8-bit buffer a millisecond.
-struct Sounds : HeadlessMixer {
-    Sounds() : HeadlessMixer(65536, 1000) {}
-    size_t Queued()
-    {
-        size_t length = 0;
-        for (const _DMNote* note = mix.noteQueue; note != nullptr; note = note->next)
-            ++length;
-        return length;
-    }
-};
+size_t Queued(const Digimix& mix)
+{
+    size_t length = 0;
+    for (const _DMNote* note = mix.noteQueue; note != nullptr; note = note->next)
+        ++length;
+    return length;
+}
 
 } // namespace
 
 TEST(DigimixSounds, CopiesPlayOverTheSoundUntilPollFreesThemHeadless)
 {
-    Sounds open;
+    HeadlessMixer open(65536, 1000); // one byte a millisecond
     Digimix& mix = open.mix;
     std::vector<uint8_t> samples(40, 138);
     HeadlessFail("IDirectSound::CreateSoundBuffer", 0x88780064, 0);
@@ -41,11 +37,11 @@ TEST(DigimixSounds, CopiesPlayOverTheSoundUntilPollFreesThemHeadless)
               (std::vector<uint32_t>{DMNOTE_CLASS1, 3, 5, 9, 39, 40}));
     HeadlessAdvance(30);
     mix.Poll();
-    EXPECT_EQ(open.Queued(), 2u) << "still playing";
+    EXPECT_EQ(Queued(mix), 2u) << "still playing";
     HeadlessAdvance(30);
     const size_t mark = TraceSince(0).size();
     mix.Poll();
-    EXPECT_EQ(open.Queued(), 0u);
+    EXPECT_EQ(Queued(mix), 0u);
     EXPECT_EQ(TraceSince(mark), "IDirectSoundBuffer::GetStatus\nIDirectSoundBuffer::Release\n"
                                 "IDirectSoundBuffer::GetStatus\nIDirectSoundBuffer::Release\n");
     std::vector<uint8_t> expected(40, 148); // two copies over the primary's silence
@@ -65,14 +61,14 @@ TEST(DigimixSounds, CopiesPlayOverTheSoundUntilPollFreesThemHeadless)
     HeadlessFail("IDirectSoundBuffer::GetStatus", 0x80004005, 0);
     mix.Poll();
     EXPECT_TRUE(LoggedMessage("Error with DirectSound::GetStatus: Error Code 16389"));
-    EXPECT_EQ(open.Queued(), 1u) << "kept after a failed status";
+    EXPECT_EQ(Queued(mix), 1u) << "kept after a failed status";
     mix.Poll();
-    EXPECT_EQ(open.Queued(), 0u) << "never started, so freed";
+    EXPECT_EQ(Queued(mix), 0u) << "never started, so freed";
 }
 
 TEST(DigimixSounds, HandlesAreReusedLowestFirstAndTheArrayGrowsPastItsEndHeadless)
 {
-    Sounds open;
+    HeadlessMixer open(65536, 1000); // one byte a millisecond
     Digimix& mix = open.mix;
     uint8_t samples[4] = {};
     for (unsigned long handle = 0; handle < 100; ++handle)
@@ -87,7 +83,7 @@ TEST(DigimixSounds, HandlesAreReusedLowestFirstAndTheArrayGrowsPastItsEndHeadles
     EXPECT_EQ(mix.CreateSound(samples, 4, 0, nullptr, nullptr), 100u);
     mix.PlaySound(120ul, 0, 0, 0, 0);
     EXPECT_EQ(LogEntries().size(), 2u) << "the handle check asserts";
-    EXPECT_EQ(open.Queued(), 1u) << "and the sound plays on";
+    EXPECT_EQ(Queued(mix), 1u) << "and the sound plays on";
     mix.DeleteSound(120);
     mix.DeleteSound(200);
     EXPECT_EQ(LogEntries().size(), 5u) << "past the array: two assertions";
@@ -109,7 +105,7 @@ unsigned long CreateStream(Digimix& mix, unsigned long length)
 
 TEST(DigimixSounds, StreamsRefillTheHalfJustPlayedHeadless)
 {
-    Sounds open;
+    HeadlessMixer open(65536, 1000); // one byte a millisecond
     Digimix& mix = open.mix;
     size_t mark = TraceSince(0).size();
     const unsigned long first = CreateStream(mix, 1001);
@@ -126,7 +122,7 @@ TEST(DigimixSounds, StreamsRefillTheHalfJustPlayedHeadless)
         EXPECT_EQ(TraceSince(mark).find(refill) == std::string::npos, lock.empty()) << milliseconds;
     }
     mix.DeleteSound(first);
-    EXPECT_EQ(open.Queued(), 0u);
+    EXPECT_EQ(Queued(mix), 0u);
 
     // Fed often enough, the stream plays its looped region without a seam.
     const size_t from = Captured().size();
@@ -148,7 +144,7 @@ TEST(DigimixSounds, StreamsRefillTheHalfJustPlayedHeadless)
     _DMNote* orphan = mix.noteQueue;
     HeadlessAdvance(20);
     mix.Poll();
-    ASSERT_EQ(open.Queued(), 1u);
+    ASSERT_EQ(Queued(mix), 1u);
     EXPECT_EQ(+mix.noteQueue->sound, mix.soundArray[second]);
     mark = TraceSince(0).size();
     HeadlessAdvance(400);
