@@ -15,5 +15,6 @@
 #include "tollivex/pcx4.h"
 #include "tollivex/sprman.h"
 #include "tollivex/font.h"
+#include "tollivex/digimix2.h"
 
 #endif
