@@ -38,16 +38,27 @@ unsigned char Shade(unsigned char pixel, unsigned char change)
     return static_cast<unsigned char>((pixel & 0xF0) + std::clamp(step, 0, 15));
 }
 
-// Short runs are copied and filled inline with overlapping word moves
-// rather than through a library call each; long spans go to memcpy.
+// Spans are copied and filled inline with overlapping block moves of fixed
+// size, which compile to a few vector moves, rather than through a library
+// call each: most spans are shorter than a row of a sprite.
+template <int kBlock>
+inline void CopyBlocks(unsigned char* d, const unsigned char* s, int n)
+{
+    for (int i = 0; i + kBlock < n; i += kBlock)
+        std::memcpy(d + i, s + i, kBlock);
+    std::memcpy(d + n - kBlock, s + n - kBlock, kBlock);
+}
+
 inline void CopyRun(unsigned char* d, const unsigned char* s, int n)
 {
-    if (n >= 32) {
+    if (n >= 128) {
         std::memcpy(d, s, size_t(n));
+    } else if (n >= 32) {
+        CopyBlocks<32>(d, s, n);
+    } else if (n >= 16) {
+        CopyBlocks<16>(d, s, n);
     } else if (n >= 8) {
-        for (int i = 0; i + 8 < n; i += 8)
-            std::memcpy(d + i, s + i, 8);
-        std::memcpy(d + n - 8, s + n - 8, 8);
+        CopyBlocks<8>(d, s, n);
     } else if (n >= 4) {
         std::memcpy(d, s, 4);
         std::memcpy(d + n - 4, s + n - 4, 4);
@@ -60,10 +71,22 @@ inline void CopyRun(unsigned char* d, const unsigned char* s, int n)
 
 inline void FillRun(unsigned char* d, int n, unsigned char v)
 {
+    if (n >= 16) {
+        unsigned char block[32];
+        std::memset(block, v, sizeof block);
+        for (int i = 0; i + 32 < n; i += 32)
+            std::memcpy(d + i, block, 32);
+        if (n >= 32)
+            std::memcpy(d + n - 32, block, 32);
+        else {
+            std::memcpy(d, block, 16);
+            std::memcpy(d + n - 16, block, 16);
+        }
+        return;
+    }
     const uint64_t pattern = 0x0101010101010101ull * v;
     if (n >= 8) {
-        for (int i = 0; i + 8 < n; i += 8)
-            std::memcpy(d + i, &pattern, 8);
+        std::memcpy(d, &pattern, 8);
         std::memcpy(d + n - 8, &pattern, 8);
     } else if (n >= 4) {
         std::memcpy(d, &pattern, 4);
@@ -175,6 +198,33 @@ RowSpan VisibleRows(const Sprite& s, const Target& t, int y, bool clip = true)
     return clip ? RowSpan{std::max(0, -y), std::min(s.height, t.height - y)} : RowSpan{0, s.height};
 }
 
+// True when every span of the rows from `row` on, `rowsAfter` rows further,
+// lies inside the window: memory is contiguous and rows evenly spaced, so
+// the first and the last row decide for all.
+bool Fits(const Form& form, const Target& t, int64_t row, int rowsAfter, int x, bool clip)
+{
+    for (int64_t at : {row, row + int64_t(rowsAfter) * t.rowIncrement}) {
+        int left = 0, right = 0;
+        t.Window(at, clip, &left, &right);
+        if (left > x || right < x + form.widest)
+            return false;
+    }
+    return true;
+}
+
+// True when the canvas's columns [0, width) of the rows from `row` on,
+// `rowsAfter` rows further, all lie inside the memory.
+bool WithinMemory(const Target& t, int64_t row, int rowsAfter)
+{
+    for (int64_t at : {row, row + int64_t(rowsAfter) * t.rowIncrement}) {
+        int left = 0, right = 0;
+        t.Window(at, true, &left, &right);
+        if (left != 0 || right != t.width)
+            return false;
+    }
+    return true;
+}
+
 // The one drawing loop of the normal, solid, shade and textured kinds, over
 // the sprite's display form. The sprite's top-left is canvas (x, y).
 // Clipped, only the canvas's columns [0, width) and rows [0, height), as
@@ -192,10 +242,24 @@ void DrawForm(const Form& form, const Sprite& s, const Target& t, int x, int y, 
         return;
     const int last = std::min(rows.end, form.enteredRows);
     int64_t row = t.memory.Row(t.canvas, y + rows.first);
+    if (last > rows.first && Fits(form, t, row, last - 1 - rows.first, x, kClip)) {
+        for (int r = rows.first; r < last; ++r, row += t.rowIncrement) {
+            paint.Row(y + r);
+            const int64_t at = row + x;
+            for (uint32_t k = form.rowSpans[size_t(r)]; k < form.rowSpans[size_t(r) + 1]; ++k) {
+                const Form::Span& span = form.spans[k];
+                paint.Copy(t.memory.At(at + span.column), &form.pixels[span.pixels], span.length, x + span.column);
+            }
+        }
+        return;
+    }
+    // Clipped well inside the memory, every row has the canvas's own window.
+    const bool canvasWindow = kClip && WithinMemory(t, row, last - 1 - rows.first);
     for (int r = rows.first; r < last; ++r, row += t.rowIncrement) {
         paint.Row(y + r);
-        int left = 0, right = 0;
-        t.Window(row, kClip, &left, &right);
+        int left = 0, right = t.width;
+        if (!canvasWindow)
+            t.Window(row, kClip, &left, &right);
         const int lo = left - x; // sprite columns [lo, hi) may be drawn
         const int hi = right - x;
         const int64_t at = row + x;
@@ -337,22 +401,27 @@ void DrawMirroredAsStored(const Sprite& s, const Target& t, int x, int y)
 // ---------------------------------------------------------------------------
 // Common checks
 
+// "<what> <set name>, <slot>" in the debug log.
+void SpriteManager::ReportDisplaying(const char* what, unsigned char set, unsigned short sprite) const
+{
+    char name[21];
+    std::memcpy(name, datasetNames[set], 20);
+    name[20] = '\0';
+    char message[64];
+    std::snprintf(message, sizeof message, "%s %s, %d", what, name, int(sprite));
+    _DebugMessage(message);
+}
+
 bool SpriteManager::LookUp(unsigned char set, unsigned short sprite, Sprite* found, bool reportMissing)
 {
     // A set that is not in use is reported and drawn all the same: an idle
     // one still holds its sprites. A free one has none and stops below.
     if (!SetInUse(set))
         _AssertMsg(kSource, __LINE__);
-    char name[21];
-    std::memcpy(name, datasetNames[set], 20);
-    name[20] = '\0';
-    char message[64];
     if (sprite >= itemCounts[set] || setTable[set] == nullptr) {
         _AssertMsg(kSource, __LINE__);
-        if (reportMissing) {
-            std::snprintf(message, sizeof message, "Displaying sprite %s, %d", name, int(sprite));
-            _DebugMessage(message);
-        }
+        if (reportMissing)
+            ReportDisplaying("Displaying sprite", set, sprite);
         return false;
     }
     unsigned char* record = setTable[set][sprite];
@@ -360,8 +429,7 @@ bool SpriteManager::LookUp(unsigned char set, unsigned short sprite, Sprite* fou
         // The caller drew an empty slot; the record is missing, so nothing
         // can be drawn after the report.
         if (reportMissing) {
-            std::snprintf(message, sizeof message, "Displaying null sprite %s, %d", name, int(sprite));
-            _DebugMessage(message);
+            ReportDisplaying("Displaying null sprite", set, sprite);
         } else {
             _AssertMsg(kSource, __LINE__);
         }
@@ -476,7 +544,7 @@ void SpriteManager::DisplaySprite(short x, short y, unsigned char set, unsigned 
         return;
     CheckType(s, SPRITE_NORMAL);
     NormalPainter paint;
-    DrawRows(Inside(s, t, x, y), displayForms->Of(s), s, t, x, y, paint);
+    DrawRows(Inside(s, t, x, y), displayForms->Of(set, sprite, s), s, t, x, y, paint);
 }
 
 void SpriteManager::DisplayUnclippedSprite(short x, short y, unsigned char set, unsigned short sprite,
@@ -487,7 +555,7 @@ void SpriteManager::DisplayUnclippedSprite(short x, short y, unsigned char set, 
     if (!PreparePath(set, sprite, SPRITE_NORMAL, true, flags, &x, &y, &s, &t))
         return;
     NormalPainter paint;
-    DrawRows(true, displayForms->Of(s), s, t, x, y, paint);
+    DrawRows(true, displayForms->Of(set, sprite, s), s, t, x, y, paint);
 }
 
 void SpriteManager::DisplayClippedSprite(short x, short y, unsigned char set, unsigned short sprite,
@@ -498,7 +566,7 @@ void SpriteManager::DisplayClippedSprite(short x, short y, unsigned char set, un
     if (!PreparePath(set, sprite, SPRITE_NORMAL, false, flags, &x, &y, &s, &t))
         return;
     NormalPainter paint;
-    DrawRows(false, displayForms->Of(s), s, t, x, y, paint);
+    DrawRows(false, displayForms->Of(set, sprite, s), s, t, x, y, paint);
 }
 
 // ---------------------------------------------------------------------------
@@ -550,7 +618,7 @@ void SpriteManager::DisplaySpriteSolid(short x, short y, unsigned char set, unsi
         return;
     CheckType(s, SPRITE_NORMAL);
     SolidPainter paint{displayCanvas->QueryDrawColor()};
-    DrawRows(Inside(s, t, x, y), displayForms->Of(s), s, t, x, y, paint);
+    DrawRows(Inside(s, t, x, y), displayForms->Of(set, sprite, s), s, t, x, y, paint);
 }
 
 void SpriteManager::DisplayUnclippedSpriteSolid(short x, short y, unsigned char set, unsigned short sprite,
@@ -561,7 +629,7 @@ void SpriteManager::DisplayUnclippedSpriteSolid(short x, short y, unsigned char 
     if (!PreparePath(set, sprite, SPRITE_NORMAL, true, flags, &x, &y, &s, &t))
         return;
     SolidPainter paint{displayCanvas->QueryDrawColor()};
-    DrawRows(true, displayForms->Of(s), s, t, x, y, paint);
+    DrawRows(true, displayForms->Of(set, sprite, s), s, t, x, y, paint);
 }
 
 void SpriteManager::DisplayClippedSpriteSolid(short x, short y, unsigned char set, unsigned short sprite,
@@ -572,7 +640,7 @@ void SpriteManager::DisplayClippedSpriteSolid(short x, short y, unsigned char se
     if (!PreparePath(set, sprite, SPRITE_NORMAL, false, flags, &x, &y, &s, &t))
         return;
     SolidPainter paint{displayCanvas->QueryDrawColor()};
-    DrawRows(false, displayForms->Of(s), s, t, x, y, paint);
+    DrawRows(false, displayForms->Of(set, sprite, s), s, t, x, y, paint);
 }
 
 // ---------------------------------------------------------------------------
@@ -586,7 +654,7 @@ void SpriteManager::DisplayTransSprite(short x, short y, unsigned char set, unsi
         return;
     CheckType(s, SPRITE_SHADE);
     ShadePainter paint;
-    DrawRows(Inside(s, t, x, y), displayForms->Of(s), s, t, x, y, paint);
+    DrawRows(Inside(s, t, x, y), displayForms->Of(set, sprite, s), s, t, x, y, paint);
 }
 
 void SpriteManager::DisplayUnclippedTransSprite(short x, short y, unsigned char set, unsigned short sprite)
@@ -596,7 +664,7 @@ void SpriteManager::DisplayUnclippedTransSprite(short x, short y, unsigned char 
     if (!PreparePath(set, sprite, SPRITE_SHADE, true, 0, &x, &y, &s, &t))
         return;
     ShadePainter paint;
-    DrawRows(true, displayForms->Of(s), s, t, x, y, paint);
+    DrawRows(true, displayForms->Of(set, sprite, s), s, t, x, y, paint);
 }
 
 void SpriteManager::DisplayClippedTransSprite(short x, short y, unsigned char set, unsigned short sprite)
@@ -606,7 +674,7 @@ void SpriteManager::DisplayClippedTransSprite(short x, short y, unsigned char se
     if (!PreparePath(set, sprite, SPRITE_SHADE, false, 0, &x, &y, &s, &t))
         return;
     ShadePainter paint;
-    DrawRows(false, displayForms->Of(s), s, t, x, y, paint);
+    DrawRows(false, displayForms->Of(set, sprite, s), s, t, x, y, paint);
 }
 
 void SpriteManager::DisplayClippedTransSpriteSolid(short x, short y, unsigned char set, unsigned short sprite)
@@ -616,7 +684,7 @@ void SpriteManager::DisplayClippedTransSpriteSolid(short x, short y, unsigned ch
     if (!PreparePath(set, sprite, SPRITE_SHADE, false, 0, &x, &y, &s, &t))
         return;
     ShadeSolidPainter paint;
-    DrawRows(false, displayForms->Of(s), s, t, x, y, paint);
+    DrawRows(false, displayForms->Of(set, sprite, s), s, t, x, y, paint);
 }
 
 // ---------------------------------------------------------------------------
@@ -630,10 +698,10 @@ void SpriteManager::DisplayAnySprite(short x, short y, unsigned char set, unsign
         return;
     if (s.type == SPRITE_NORMAL) {
         NormalPainter paint;
-        DrawRows(Inside(s, t, x, y), displayForms->Of(s), s, t, x, y, paint);
+        DrawRows(Inside(s, t, x, y), displayForms->Of(set, sprite, s), s, t, x, y, paint);
     } else if (s.type == SPRITE_SHADE) {
         ShadePainter paint;
-        DrawRows(Inside(s, t, x, y), displayForms->Of(s), s, t, x, y, paint);
+        DrawRows(Inside(s, t, x, y), displayForms->Of(set, sprite, s), s, t, x, y, paint);
     }
 }
 
@@ -645,10 +713,10 @@ void SpriteManager::DisplayAnySpriteTransSolid(short x, short y, unsigned char s
         return;
     if (s.type == SPRITE_NORMAL) {
         NormalPainter paint;
-        DrawRows(Inside(s, t, x, y), displayForms->Of(s), s, t, x, y, paint);
+        DrawRows(Inside(s, t, x, y), displayForms->Of(set, sprite, s), s, t, x, y, paint);
     } else if (s.type == SPRITE_SHADE) {
         ShadeSolidPainter paint;
-        DrawRows(false, displayForms->Of(s), s, t, x, y, paint); // shown solid, shades have only the clipped path
+        DrawRows(false, displayForms->Of(set, sprite, s), s, t, x, y, paint); // shown solid, shades have only the clipped path
     }
 }
 
@@ -687,7 +755,7 @@ void SpriteManager::DisplaySpriteTexture(short x, short y, unsigned char set, un
     if (!PrepareTexture(texture, texLeft, texTop, texWidth, texHeight, originX, originY, &tex))
         return;
     TexturePainter paint(tex);
-    DrawRows(Inside(s, t, x, y), displayForms->Of(s), s, t, x, y, paint);
+    DrawRows(Inside(s, t, x, y), displayForms->Of(set, sprite, s), s, t, x, y, paint);
 }
 
 void SpriteManager::DisplayUnclippedSpriteTexture(short x, short y, unsigned char set, unsigned short sprite,
@@ -703,7 +771,7 @@ void SpriteManager::DisplayUnclippedSpriteTexture(short x, short y, unsigned cha
     if (!PrepareTexture(texture, texLeft, texTop, texWidth, texHeight, originX, originY, &tex))
         return;
     TexturePainter paint(tex);
-    DrawRows(true, displayForms->Of(s), s, t, x, y, paint);
+    DrawRows(true, displayForms->Of(set, sprite, s), s, t, x, y, paint);
 }
 
 void SpriteManager::DisplayClippedSpriteTexture(short x, short y, unsigned char set, unsigned short sprite,
@@ -719,5 +787,5 @@ void SpriteManager::DisplayClippedSpriteTexture(short x, short y, unsigned char 
     if (!PrepareTexture(texture, texLeft, texTop, texWidth, texHeight, originX, originY, &tex))
         return;
     TexturePainter paint(tex);
-    DrawRows(false, displayForms->Of(s), s, t, x, y, paint);
+    DrawRows(false, displayForms->Of(set, sprite, s), s, t, x, y, paint);
 }

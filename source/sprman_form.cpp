@@ -1,6 +1,8 @@
 // sprman_form.cpp - building and keeping sprites' display forms.
 #include "sprman_form.h"
 
+#include <algorithm>
+
 using namespace sprman;
 
 namespace {
@@ -27,6 +29,7 @@ public:
 private:
     void Open(int column, int count)
     {
+        form.widest = std::max(form.widest, column + count);
         const bool rowHasSpans = form.spans.size() > form.rowSpans.back();
         if (rowHasSpans && form.spans.back().column + form.spans.back().length == column) {
             form.spans.back().length += count;
@@ -84,6 +87,7 @@ bool ReadRow(const unsigned char*& p, const unsigned char* end, FormWriter& writ
 Form Build(const SpriteManager::Sprite& sprite)
 {
     Form form;
+    form.record = sprite.record;
     FormWriter writer(form);
     const unsigned char* p = sprite.Rows();
     for (int row = 0; row < sprite.height && p < sprite.end; ++row) {
@@ -99,18 +103,26 @@ Form Build(const SpriteManager::Sprite& sprite)
 
 }
 
-const Form& SpriteManager::DisplayForms::Of(const Sprite& sprite)
+const Form& SpriteManager::DisplayForms::Of(unsigned char set, unsigned short slot, const Sprite& sprite)
 {
-    auto found = forms.find(sprite.record);
-    if (found != forms.end())
-        return found->second;
-    Form& form = forms.emplace(sprite.record, Build(sprite)).first->second;
-    bytes += form.Bytes();
-    return form;
+    std::vector<std::unique_ptr<Form>>& ofSet = forms[set];
+    if (slot >= ofSet.size())
+        ofSet.resize(size_t(slot) + 1);
+    std::unique_ptr<Form>& form = ofSet[slot];
+    if (form == nullptr || form->record != sprite.record) {
+        if (form != nullptr)
+            bytes -= form->Bytes();
+        form = std::make_unique<Form>(Build(sprite));
+        bytes += form->Bytes();
+    }
+    return *form;
 }
 
 void SpriteManager::DisplayForms::Clear()
 {
-    forms.clear();
+    if (bytes == 0)
+        return;
+    for (auto& ofSet : forms)
+        ofSet.clear();
     bytes = 0;
 }

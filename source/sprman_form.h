@@ -17,12 +17,14 @@
 #include "sprman_internal.h"
 
 #include <cstdint>
-#include <unordered_map>
+#include <memory>
 #include <vector>
 
 namespace sprman {
 
 struct Form {
+    const unsigned char* record = nullptr; // what it was built from
+
     struct Span {
         int32_t column;
         int32_t length;
@@ -33,6 +35,7 @@ struct Form {
     // begun (enteredRows > completeRows), holds what came before the data ran out.
     int completeRows = 0;
     int enteredRows = 0;
+    int widest = 0; // the right end of the rightmost span
     std::vector<uint32_t> rowSpans; // spans of row r: [rowSpans[r], rowSpans[r + 1])
     std::vector<Span> spans;
     std::vector<unsigned char> pixels;
@@ -46,14 +49,14 @@ struct Form {
 
 }
 
-// The forms of one manager, by record.
+// The forms of one manager, by set and slot.
 struct SpriteManager::DisplayForms {
-    const sprman::Form& Of(const Sprite& sprite);
+    const sprman::Form& Of(unsigned char set, unsigned short slot, const Sprite& sprite);
     void Clear();
     size_t Bytes() const { return bytes; }
 
 private:
-    std::unordered_map<const unsigned char*, sprman::Form> forms;
+    std::vector<std::unique_ptr<sprman::Form>> forms[256];
     size_t bytes = 0;
 };
 

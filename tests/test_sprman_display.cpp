@@ -2,6 +2,7 @@
 #include "test_sprman_helpers.h"
 
 #include <algorithm>
+#include <functional>
 
 using namespace sprtest;
 using tvxtest::LogEntries;
@@ -297,4 +298,44 @@ TEST_F(DisplayTest, InsidePathsReachWhereTheRecordTakesThemWithinTheCanvasMemory
     ASSERT_EQ(log.size(), 3u);
     EXPECT_TRUE(IsAssertFrom(log[0], "sprman"));
     EXPECT_EQ(log[1] + log[2], tvxtest::AssertLine("canvas", 399) + tvxtest::AssertLine("canvas", 399));
+}
+
+TEST_F(DisplayTest, EveryChangeToASetDropsTheDisplayFormsBuiltFromIt)
+{
+    // Slot 0 is drawn (so its display form exists), the set is changed, and
+    // slot 0 drawn again must show the record as it is now.
+    std::mt19937 random(31);
+    std::vector<Bytes> records;
+    for (int i = 0; i < 3; ++i)
+        records.push_back(RandomRecord(random, 6, 20, 10));
+    unsigned char set = SetOf(records, "CHANGES");
+    Canvas canvas(40, 30, 1, CANVAS_MEMORY), source(20, 10, 1, CANVAS_MEMORY);
+    Background(source, 5);
+    sprites.AssociateCanvas(&canvas);
+    sprites.AssociateEncodeCanvas(&source);
+    unsigned char inverse[256], transparent[256] = {1};
+    for (int i = 0; i < 256; ++i)
+        inverse[i] = static_cast<unsigned char>(255 - i);
+    Bytes replacement = RandomRecord(random, 6, 20, 10);
+    const std::vector<std::function<void()>> changes = {
+        [&] { sprites.SetSprite(replacement.data(), replacement.size(), set, 0); },
+        [&] { sprites.SetRemapMatrix(inverse), sprites.RemapSpriteset(set); },
+        [&] { unsigned char* r = nullptr; unsigned long n = 0; sprites.QuerySprite(&r, &n, set, 0), sprites.RemapSprite(r); },
+        [&] { sprites.MoveSprites(set, 1, 0, 1); },
+        [&] { sprites.ResizeSpriteset(set, 7); },
+        [&] { sprites.EncodeSprite(set, 0, 0, 0, 20, 10, 0, 0, transparent); },
+        [&] { sprites.DiscardDataset(set), set = SetOf(records, "AGAIN"); },
+    };
+    for (size_t i = 0; i <= changes.size(); ++i) {
+        Background(canvas, int(i));
+        auto expected = Pixels(canvas);
+        sprites.DisplaySprite(5, 5, set, 0, 0);
+        Paint(expected, RecordAt(set, 0), 5, 5, Kind::Normal, {0, 0, 40, 30});
+        ASSERT_EQ(Pixels(canvas), expected) << "after change " << i;
+        if (i < changes.size())
+            changes[i]();
+    }
+    EXPECT_GT(sprites.QueryDisplayFormBytes(), 0ul);
+    sprites.DiscardDataset(set);
+    EXPECT_EQ(sprites.QueryDisplayFormBytes(), 0ul);
 }

@@ -142,6 +142,7 @@ private:
 
     // Display plumbing: the common checks, then the paths proper.
     bool LookUp(unsigned char set, unsigned short sprite, Sprite* found, bool reportMissing = false);
+    void ReportDisplaying(const char* what, unsigned char set, unsigned short sprite) const;
     bool PrepareTarget(Target* target);
     bool PrepareDisplay(unsigned char set, unsigned short sprite, Sprite* found, Target* target,
                         bool reportMissing = false);
