@@ -23,7 +23,7 @@ class Sdl2Device : public testing::Test {
 protected:
     void SetUp() override
     {
-        setenv("SDL_VIDEODRIVER", "offscreen", 1);
+        setenv("SDL_VIDEODRIVER", "dummy", 1);
         DebugInit();
         HeadlessReset();
         ASSERT_EQ(SetPortableDevice("sdl2"), 0);
@@ -126,7 +126,7 @@ TEST_F(Sdl2Device, WindowShowsTheFrameAndHidingLosesTheSurfacesHeadless)
     EXPECT_EQ(CanvasUninitialize(), ERR_OK);
 }
 
-// Full screen takes the whole desktop (1024 x 768 on the offscreen driver):
+// Full screen takes the whole desktop (1024 x 768 on the dummy driver):
 // the 640 x 480 mode is scaled up with nearest pixels.
 TEST_F(Sdl2Device, FullScreenScalesTheModeToTheDesktopHeadless)
 {
