@@ -1,7 +1,8 @@
 // The sdl2 device: the same drawing shown in an SDL window through SDL's
-// offscreen video driver. Native only, and only where the library was built
-// with SDL2.
+// dummy video driver, and the same sound written by its disk audio driver.
+// Native only, and only where the library was built with SDL2.
 #include "support/workdir.h"
+#include "test_digimix_helpers.h"
 
 #include <gtest/gtest.h>
 
@@ -24,6 +25,7 @@ protected:
     void SetUp() override
     {
         setenv("SDL_VIDEODRIVER", "dummy", 1);
+        setenv("SDL_AUDIODRIVER", "dummy", 1);
         DebugInit();
         HeadlessReset();
         ASSERT_EQ(SetPortableDevice("sdl2"), 0);
@@ -149,6 +151,48 @@ TEST_F(Sdl2Device, NoVideoFailsTheDirectDrawObjectHeadless)
     EXPECT_EQ(tvxtest::LogEntries(), std::vector<std::string>{"Debug Message: DirectDraw object creation failed"});
     CanvasUninitialize();
     SDL_InitSubSystem(SDL_INIT_VIDEO);
+}
+
+// The card pulls what the headless device captures, byte for byte; both
+// start with silence of their own length, so they are compared from the
+// first sound on.
+TEST_F(Sdl2Device, DiskAudioWritesWhatTheDeviceCapturesHeadless)
+{
+    setenv("SDL_AUDIODRIVER", "disk", 1);
+    setenv("SDL_DISKAUDIOFILE", "card.raw", 1);
+    std::vector<uint8_t> captured;
+    {
+        tvxtest::OpenMixer open(22050, 1, 8);
+        ASSERT_EQ(open.opened, ERR_OK);
+        const size_t opened = HeadlessReadSound(nullptr, 0);
+        std::vector<uint8_t> samples(3000);
+        for (size_t i = 0; i < samples.size(); ++i)
+            samples[i] = static_cast<uint8_t>(100 + i % 57);
+        const unsigned long handle = open.mix.CreateSound(samples.data(), 3000, 0, nullptr, nullptr);
+        open.mix.PlaySound(handle, 0, 0, 0, 0);
+        SDL_Delay(400); // 0.14 s of sound at the card's own pace
+        open.mix.Poll();
+        open.mix.DeleteSound(handle);
+        captured = tvxtest::Captured(opened);
+    }
+    const std::vector<uint8_t> written = tvxtest::ReadBytes("card.raw");
+    auto sound = [](const std::vector<uint8_t>& bytes) {
+        const auto first = std::find_if(bytes.begin(), bytes.end(), [](uint8_t b) { return b != 0x80; });
+        return std::vector<uint8_t>(first, bytes.end());
+    };
+    const std::vector<uint8_t> heard = sound(written), kept = sound(captured);
+    ASSERT_GE(kept.size(), 3000u);
+    ASSERT_GE(heard.size(), kept.size());
+    EXPECT_TRUE(std::equal(kept.begin(), kept.end(), heard.begin()));
+    EXPECT_EQ(kept[0], 100);
+}
+
+TEST_F(Sdl2Device, NoAudioFailsTheSoundDeviceHeadless)
+{
+    setenv("SDL_AUDIODRIVER", "no-such-driver", 1);
+    tvxtest::OpenMixer open;
+    EXPECT_EQ(open.opened, ERR_FAILURE);
+    EXPECT_EQ(std::string(HeadlessTrace()), "DirectSoundCreate\n");
 }
 
 TEST_F(Sdl2Device, AWindowThatIsNoSdlWindowIsRefusedHeadless)

@@ -11,14 +11,22 @@
 // Object shells are never freed, only marked dead (their samples are): a
 // stale pointer then answers DSERR_INVALIDCALL instead of touching freed
 // memory. Every call is traced and may be failed through headless_core.
+//
+// With the sdl2 device chosen, a sound card's thread takes the clock's
+// place: it pulls what the primary plays (secondaries summed in), and the
+// cursors move by what it has consumed. Every entry point then holds the
+// state's lock, so no buffer is changed by two threads at once.
 #include "platform/posix/headless_core.h"
+#include "platform/posix/sdl2_device.h"
 #include "platform/posix/win_dsound.h"
 #include "tollivex/headless.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <iterator>
 #include <memory>
+#include <mutex>
 #include <vector>
 
 namespace {
@@ -107,6 +115,8 @@ struct HeadlessDevice final : IDirectSound, Shell {
 };
 
 struct SoundState {
+    std::recursive_timed_mutex guard;
+    bool cardPlays = false; // an SDL audio device pulls the primary
     std::vector<std::unique_ptr<Shell>> shells;
     HeadlessBuffer* primary = nullptr;
     unsigned long nextPrimaryBytes = kDefaultPrimaryBytes;
@@ -118,6 +128,14 @@ SoundState& TheSound()
     static SoundState state;
     return state;
 }
+
+std::unique_lock<std::recursive_timed_mutex> Hold()
+{
+    return std::unique_lock<std::recursive_timed_mutex>(TheSound().guard);
+}
+
+void OpenCard(const Format& format);
+void CloseCard();
 
 template <typename T>
 T* Make()
@@ -156,6 +174,7 @@ HeadlessBuffer* NewBuffer(const HeadlessDevice* owner, bool primary, DWORD flags
 
 HRESULT HeadlessBuffer::GetCaps(LPDSBCAPS caps)
 {
+    const auto hold = Hold();
     if (auto failure = headless::Enter("IDirectSoundBuffer::GetCaps"))
         return *failure;
     if (!alive)
@@ -171,6 +190,7 @@ HRESULT HeadlessBuffer::GetCaps(LPDSBCAPS caps)
 
 HRESULT HeadlessBuffer::GetCurrentPosition(LPDWORD play, LPDWORD write)
 {
+    const auto hold = Hold();
     if (auto failure = headless::Enter("IDirectSoundBuffer::GetCurrentPosition"))
         return *failure;
     if (!alive)
@@ -184,6 +204,7 @@ HRESULT HeadlessBuffer::GetCurrentPosition(LPDWORD play, LPDWORD write)
 
 HRESULT HeadlessBuffer::GetStatus(LPDWORD status)
 {
+    const auto hold = Hold();
     if (auto failure = headless::Enter("IDirectSoundBuffer::GetStatus"))
         return *failure;
     if (!alive)
@@ -197,6 +218,7 @@ HRESULT HeadlessBuffer::GetStatus(LPDWORD status)
 HRESULT HeadlessBuffer::Lock(DWORD offset, DWORD bytes, LPVOID* part1, LPDWORD bytes1, LPVOID* part2,
                              LPDWORD bytes2, DWORD lockFlags)
 {
+    const auto hold = Hold();
     if (auto failure = headless::Enter("IDirectSoundBuffer::Lock", {offset, bytes, lockFlags}))
         return *failure;
     if (!alive)
@@ -219,6 +241,7 @@ HRESULT HeadlessBuffer::Lock(DWORD offset, DWORD bytes, LPVOID* part1, LPDWORD b
 
 HRESULT HeadlessBuffer::Play(DWORD, DWORD, DWORD playFlags)
 {
+    const auto hold = Hold();
     if (auto failure = headless::Enter("IDirectSoundBuffer::Play", {playFlags}))
         return *failure;
     if (!alive)
@@ -232,6 +255,7 @@ HRESULT HeadlessBuffer::Play(DWORD, DWORD, DWORD playFlags)
 
 HRESULT HeadlessBuffer::SetFormat(LPCWAVEFORMATEX wfx)
 {
+    const auto hold = Hold();
     const bool given = wfx != nullptr;
     if (auto failure = headless::Enter("IDirectSoundBuffer::SetFormat",
                                        {given ? wfx->wFormatTag : 0, given ? wfx->nChannels : 0,
@@ -246,11 +270,13 @@ HRESULT HeadlessBuffer::SetFormat(LPCWAVEFORMATEX wfx)
     std::fill(samples->begin(), samples->end(), format.Silence());
     cursor = 0;
     frameCarry = 0;
+    OpenCard(format);
     return DS_OK;
 }
 
 HRESULT HeadlessBuffer::Stop()
 {
+    const auto hold = Hold();
     if (auto failure = headless::Enter("IDirectSoundBuffer::Stop"))
         return *failure;
     if (!alive)
@@ -262,6 +288,7 @@ HRESULT HeadlessBuffer::Stop()
 
 HRESULT HeadlessBuffer::Unlock(LPVOID, DWORD, LPVOID, DWORD)
 {
+    const auto hold = Hold();
     if (auto failure = headless::Enter("IDirectSoundBuffer::Unlock"))
         return *failure;
     return alive ? DS_OK : DSERR_INVALIDCALL;
@@ -269,6 +296,7 @@ HRESULT HeadlessBuffer::Unlock(LPVOID, DWORD, LPVOID, DWORD)
 
 HRESULT HeadlessBuffer::Restore()
 {
+    const auto hold = Hold();
     if (auto failure = headless::Enter("IDirectSoundBuffer::Restore"))
         return *failure;
     return alive ? DS_OK : DSERR_INVALIDCALL;
@@ -276,6 +304,7 @@ HRESULT HeadlessBuffer::Restore()
 
 ULONG HeadlessBuffer::Release()
 {
+    const auto hold = Hold();
     if (auto failure = headless::Enter("IDirectSoundBuffer::Release"))
         return static_cast<ULONG>(*failure);
     if (alive)
@@ -289,6 +318,7 @@ ULONG HeadlessBuffer::Release()
 
 HRESULT HeadlessDevice::CreateSoundBuffer(LPCDSBUFFERDESC desc, LPDIRECTSOUNDBUFFER* made, IUnknown*)
 {
+    const auto hold = Hold();
     const bool given = desc != nullptr;
     if (auto failure = headless::Enter("IDirectSound::CreateSoundBuffer",
                                        {given ? desc->dwFlags : 0, given ? desc->dwBufferBytes : 0}))
@@ -303,6 +333,7 @@ HRESULT HeadlessDevice::CreateSoundBuffer(LPCDSBUFFERDESC desc, LPDIRECTSOUNDBUF
         SoundState& sound = TheSound();
         const DWORD bytes = static_cast<DWORD>(sound.nextPrimaryBytes);
         sound.primary = NewBuffer(this, true, desc->dwFlags, Format{}, bytes);
+        OpenCard(sound.primary->format);
         *made = sound.primary;
         return DS_OK;
     }
@@ -318,6 +349,7 @@ HRESULT HeadlessDevice::CreateSoundBuffer(LPCDSBUFFERDESC desc, LPDIRECTSOUNDBUF
 
 HRESULT HeadlessDevice::DuplicateSoundBuffer(LPDIRECTSOUNDBUFFER original, LPDIRECTSOUNDBUFFER* duplicate)
 {
+    const auto hold = Hold();
     if (auto failure = headless::Enter("IDirectSound::DuplicateSoundBuffer"))
         return *failure;
     auto* source = static_cast<HeadlessBuffer*>(original);
@@ -333,6 +365,7 @@ HRESULT HeadlessDevice::DuplicateSoundBuffer(LPDIRECTSOUNDBUFFER original, LPDIR
 
 HRESULT HeadlessDevice::SetCooperativeLevel(HWND window, DWORD level)
 {
+    const auto hold = Hold();
     if (auto failure = headless::Enter("IDirectSound::SetCooperativeLevel", {level}))
         return *failure;
     if (!alive)
@@ -342,6 +375,7 @@ HRESULT HeadlessDevice::SetCooperativeLevel(HWND window, DWORD level)
 
 ULONG HeadlessDevice::Release()
 {
+    const auto hold = Hold();
     if (auto failure = headless::Enter("IDirectSound::Release"))
         return static_cast<ULONG>(*failure);
     if (!alive)
@@ -352,6 +386,7 @@ ULONG HeadlessDevice::Release()
     }
     if (TheSound().primary != nullptr && !TheSound().primary->alive)
         TheSound().primary = nullptr;
+    CloseCard();
     Die();
     return 0;
 }
@@ -419,9 +454,77 @@ void MoveCursor(HeadlessBuffer& buffer, uint32_t frames)
     }
 }
 
+// Plays `milliseconds` of sound: the primary's share, or exactly `frames`
+// of it when a card asks (then the rest follows in step).
+void Advance(unsigned long milliseconds, const uint32_t* frames)
+{
+    SoundState& sound = TheSound();
+    std::vector<HeadlessBuffer*> playing;
+    for (HeadlessBuffer* buffer : LiveBuffers()) {
+        if (buffer->playing && buffer != sound.primary)
+            playing.push_back(buffer);
+    }
+    if (sound.primary != nullptr) {
+        HeadlessBuffer& primary = *sound.primary;
+        std::vector<HeadlessBuffer*> mixed;
+        std::copy_if(playing.begin(), playing.end(), std::back_inserter(mixed),
+                     [&](const HeadlessBuffer* buffer) { return buffer->format == primary.format; });
+        const uint32_t passed = frames != nullptr ? *frames : primary.FramesIn(milliseconds);
+        Capture(primary, passed, mixed);
+        MoveCursor(primary, passed);
+        // Mixed buffers keep step with the primary, frame for frame.
+        for (HeadlessBuffer* buffer : mixed) {
+            MoveCursor(*buffer, passed);
+            buffer->frameCarry = primary.frameCarry;
+        }
+        playing.erase(std::remove_if(playing.begin(), playing.end(),
+                                     [&](const HeadlessBuffer* buffer) { return buffer->format == primary.format; }),
+                      playing.end());
+    }
+    for (HeadlessBuffer* buffer : playing)
+        MoveCursor(*buffer, buffer->FramesIn(milliseconds));
+}
+
+// The sound card's thread: what the primary plays next, captured as the
+// clock would capture it.
+void PullFromPrimary(uint8_t* out, unsigned long bytes)
+{
+    SoundState& sound = TheSound();
+    // The game thread may be closing this very card while it holds the lock
+    // and waits for this thread: then the card gets silence and ends.
+    std::unique_lock<std::recursive_timed_mutex> hold(sound.guard, std::defer_lock);
+    if (!hold.try_lock_for(std::chrono::milliseconds(50)) || sound.primary == nullptr) {
+        std::memset(out, 0, bytes);
+        return;
+    }
+    const Format format = sound.primary->format;
+    const uint32_t frames = static_cast<uint32_t>(bytes / format.BlockAlign());
+    const size_t before = sound.captured.size();
+    Advance(static_cast<unsigned long>(uint64_t(frames) * 1000 / format.rate), &frames);
+    std::memcpy(out, sound.captured.data() + before, sound.captured.size() - before);
+    std::memset(out + (sound.captured.size() - before), format.Silence(), bytes - (sound.captured.size() - before));
+}
+
+void OpenCard(const Format& format)
+{
+    SoundState& sound = TheSound();
+    if (!sound.cardPlays)
+        return;
+    sdl2::CloseAudio();
+    sdl2::OpenAudio(format.rate, format.channels, format.bits, &PullFromPrimary);
+}
+
+void CloseCard()
+{
+    if (TheSound().cardPlays)
+        sdl2::CloseAudio();
+    TheSound().cardPlays = false;
+}
+
 void Forget()
 {
     SoundState& sound = TheSound();
+    CloseCard();
     for (auto& shell : sound.shells) {
         if (shell->alive)
             shell->Die();
@@ -441,46 +544,33 @@ HRESULT WINAPI DirectSoundCreate(LPCGUID, LPDIRECTSOUND* ppDS, IUnknown*)
         return *failure;
     if (ppDS == nullptr)
         return DSERR_INVALIDPARAM;
+    const auto hold = Hold();
+    if (sdl2::Selected()) {
+        if (!sdl2::InitAudio())
+            return DSERR_NODRIVER;
+        TheSound().cardPlays = true;
+    }
     *ppDS = Make<HeadlessDevice>();
     return DS_OK;
 }
 
 void HeadlessSetSoundBufferBytes(unsigned long bytes)
 {
+    const auto hold = Hold();
     TheSound().nextPrimaryBytes = std::max(bytes, 4ul);
 }
 
 void HeadlessAdvance(unsigned long milliseconds)
 {
-    SoundState& sound = TheSound();
-    std::vector<HeadlessBuffer*> playing;
-    for (HeadlessBuffer* buffer : LiveBuffers()) {
-        if (buffer->playing && buffer != sound.primary)
-            playing.push_back(buffer);
-    }
-    if (sound.primary != nullptr) {
-        HeadlessBuffer& primary = *sound.primary;
-        std::vector<HeadlessBuffer*> mixed;
-        std::copy_if(playing.begin(), playing.end(), std::back_inserter(mixed),
-                     [&](const HeadlessBuffer* buffer) { return buffer->format == primary.format; });
-        const uint32_t frames = primary.FramesIn(milliseconds);
-        Capture(primary, frames, mixed);
-        MoveCursor(primary, frames);
-        // Mixed buffers keep step with the primary, frame for frame.
-        for (HeadlessBuffer* buffer : mixed) {
-            MoveCursor(*buffer, frames);
-            buffer->frameCarry = primary.frameCarry;
-        }
-        playing.erase(std::remove_if(playing.begin(), playing.end(),
-                                     [&](const HeadlessBuffer* buffer) { return buffer->format == primary.format; }),
-                      playing.end());
-    }
-    for (HeadlessBuffer* buffer : playing)
-        MoveCursor(*buffer, buffer->FramesIn(milliseconds));
+    const auto hold = Hold();
+    // A sound card keeps the time while it plays.
+    if (!TheSound().cardPlays)
+        Advance(milliseconds, nullptr);
 }
 
 unsigned long HeadlessReadSound(unsigned char* out, unsigned long max)
 {
+    const auto hold = Hold();
     const std::vector<uint8_t>& captured = TheSound().captured;
     if (out != nullptr)
         std::memcpy(out, captured.data(), std::min<size_t>(max, captured.size()));

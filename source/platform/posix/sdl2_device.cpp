@@ -63,6 +63,7 @@ Video& TheVideo()
 }
 
 struct Audio {
+    bool initialised = false;
     SDL_AudioDeviceID device = 0;
     Producer producer = nullptr;
 };
@@ -171,10 +172,18 @@ bool Minimised()
     return video.window != nullptr && (SDL_GetWindowFlags(video.window) & gone) != 0;
 }
 
+bool InitAudio()
+{
+    Audio& audio = TheAudio();
+    if (!audio.initialised && SDL_InitSubSystem(SDL_INIT_AUDIO) == 0)
+        audio.initialised = true;
+    return audio.initialised;
+}
+
 bool OpenAudio(unsigned long rate, unsigned channels, unsigned bits, Producer producer)
 {
     CloseAudio();
-    if (producer == nullptr || SDL_InitSubSystem(SDL_INIT_AUDIO) != 0)
+    if (producer == nullptr || !InitAudio())
         return false;
     SDL_AudioSpec wanted{};
     wanted.freq = static_cast<int>(rate);
@@ -185,34 +194,21 @@ bool OpenAudio(unsigned long rate, unsigned channels, unsigned bits, Producer pr
     Audio& audio = TheAudio();
     audio.producer = producer;
     audio.device = SDL_OpenAudioDevice(nullptr, 0, &wanted, nullptr, 0);
-    if (audio.device == 0) {
-        SDL_QuitSubSystem(SDL_INIT_AUDIO);
+    if (audio.device == 0)
         return false;
-    }
     SDL_PauseAudioDevice(audio.device, 0);
     return true;
 }
 
+// Closes the device and lets go of SDL's audio, which InitAudio took.
 void CloseAudio()
 {
     Audio& audio = TheAudio();
-    if (audio.device == 0)
-        return;
-    SDL_CloseAudioDevice(audio.device);
+    if (audio.device != 0)
+        SDL_CloseAudioDevice(audio.device);
+    if (audio.initialised)
+        SDL_QuitSubSystem(SDL_INIT_AUDIO);
     audio = Audio{};
-    SDL_QuitSubSystem(SDL_INIT_AUDIO);
-}
-
-void LockAudio()
-{
-    if (TheAudio().device != 0)
-        SDL_LockAudioDevice(TheAudio().device);
-}
-
-void UnlockAudio()
-{
-    if (TheAudio().device != 0)
-        SDL_UnlockAudioDevice(TheAudio().device);
 }
 
 #else // built without SDL2: the device can be asked for but never opens
@@ -223,10 +219,9 @@ void CloseVideo() {}
 void SetFullScreen(bool) {}
 void Present(const uint8_t*, long, int, int, const uint8_t*) {}
 bool Minimised() { return false; }
+bool InitAudio() { return false; }
 bool OpenAudio(unsigned long, unsigned, unsigned, Producer) { return false; }
 void CloseAudio() {}
-void LockAudio() {}
-void UnlockAudio() {}
 
 #endif
 

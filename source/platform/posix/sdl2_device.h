@@ -36,13 +36,12 @@ void Present(const uint8_t* pixels, long pitch, int width, int height, const uin
 // A minimised or hidden window shows nothing: its surfaces are lost.
 bool Minimised();
 
-// Sound. The producer runs on SDL's audio thread and must fill `bytes` bytes.
+// Sound. InitAudio fails when SDL has no audio. The producer runs on SDL's
+// audio thread and must fill `bytes` bytes.
+bool InitAudio();
 using Producer = void (*)(uint8_t* out, unsigned long bytes);
 bool OpenAudio(unsigned long rate, unsigned channels, unsigned bits, Producer producer);
 void CloseAudio();
-// Holds the audio thread off while the game thread changes sound buffers.
-void LockAudio();
-void UnlockAudio();
 
 }
 
