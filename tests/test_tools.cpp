@@ -79,6 +79,16 @@ TEST(AssetTools, SheetAndImageRoundTrips)
     ASSERT_EQ(Shell(Tool(TVXSPRITE_PATH, "sheet ART.LIB one single.png --palette colours")), 0) << Errors();
     ASSERT_EQ(Shell("pngtopnm sheet.png | pamcut 8 0 8 6 >cell.ppm"), 0);
     EXPECT_EQ(Pixels("single.png"), tvxtest::ReadBytes("cell.ppm"));
+
+    // A sound goes in as the mixer read it: a plain 44-byte header, then its samples.
+    ASSERT_EQ(Shell("sox -n -r 8000 -c 1 -b 8 -e unsigned-integer beep.wav synth 0.05 square 500"), 0);
+    ASSERT_EQ(Shell(Tool(TVXWAV_PATH, "add beep.wav ART.LIB beep --compress")), 0) << Errors();
+    ASSERT_EQ(Shell(Tool(TVXLIB_PATH, "extract ART.LIB beep beep.blk")), 0) << Errors();
+    ASSERT_EQ(Shell("sox beep.blk -t raw plain.raw && sox beep.wav -t raw given.raw"), 0);
+    const std::vector<unsigned char> block = tvxtest::ReadBytes("beep.blk");
+    ASSERT_EQ(block.size(), 44u + 400u);
+    EXPECT_EQ(std::vector<unsigned char>(block.begin() + 44, block.end()), tvxtest::ReadBytes("given.raw"));
+    EXPECT_EQ(tvxtest::ReadBytes("plain.raw"), tvxtest::ReadBytes("given.raw"));
 }
 
 TEST(AssetTools, BadInputFailsWithOneLineAndLeavesTheLibrary)
@@ -96,6 +106,7 @@ TEST(AssetTools, BadInputFailsWithOneLineAndLeavesTheLibrary)
         return std::vector<unsigned char>(ppm.begin(), ppm.end());
     }());
     ASSERT_EQ(Shell("pnmtopng rgb.ppm >rgb.png"), 0);
+    ASSERT_EQ(Shell("sox -n -r 11025 -c 2 -b 16 stereo.wav synth 0.1 sine 440"), 0);
 
     struct Case {
         const char* tool;
@@ -114,6 +125,8 @@ TEST(AssetTools, BadInputFailsWithOneLineAndLeavesTheLibrary)
         {TVXSPRITE_PATH, "sheet ART.LIB nothing out.png", 1, "cannot load set nothing"},
         {TVXPAL_PATH, "swatch ART.LIB tiles out.png", 1, "is not a palette block"},
         {TVXIMG_PATH, "sheet.png out.gif", 2, "must end in .png or .pcx"},
+        {TVXWAV_PATH, "add stereo.wav ART.LIB music", 1, "not 8-bit mono PCM"},
+        {TVXWAV_PATH, "add short.png ART.LIB music", 1, "not a RIFF WAVE file"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.arguments);

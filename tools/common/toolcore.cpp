@@ -70,6 +70,11 @@ const char* ExplainError(unsigned code)
     case ERR_LIB_EXPAND: return "A compressed block does not expand to its stored length.";
     case ERR_LIB_COMPRESS: return "Compressing the block failed.";
     case ERR_LZSS_OUTPUT_FULL: return "A compressed block expands past its stored length.";
+    case ERR_WAVE_NO_FILE: return "The WAVE file does not exist.";
+    case ERR_WAVE_OPEN: return "The WAVE file could not be opened.";
+    case ERR_WAVE_READ: return "The WAVE file ends early or a chunk claims more than it holds.";
+    case ERR_WAVE_NOT_WAVE: return "The file is not a RIFF WAVE file.";
+    case ERR_WAVE_FORMAT: return "The sound is not 8-bit mono PCM, the only form the mixer plays.";
     default: return "The operation failed.";
     }
 }
