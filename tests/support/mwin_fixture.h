@@ -114,6 +114,20 @@ protected:
         return focus->callback(focus, static_cast<unsigned long>(MWIN_KEY) << 16, key, 0);
     }
 
+    Model Blank()
+    {
+        canvas.Clear(0);
+        return Model(canvas);
+    }
+
+    // A press and a release at one point, after a move there.
+    void Click(int x, int y)
+    {
+        Mouse(MWIN_MOVE, x, y);
+        Mouse(MWIN_PRESS, x, y);
+        Mouse(MWIN_RELEASE, x, y);
+    }
+
     // One frame painted from a clean canvas.
     std::vector<Bytes> Frame()
     {

@@ -1,0 +1,133 @@
+// Slider and ScrollBar: paging, dragging and its value rule, the track's
+// colour stretches and the tab's bevels, and the scroll bar's layout and
+// translation of its children's events.
+#include "support/mwin_fixture.h"
+#include "support/pictures.h"
+
+using namespace mwintest;
+
+TEST_F(WindowTest, SliderPagesAndDrags)
+{
+    Recorder owner(nullptr, 50, 0, 0, 1, 1);
+    Slider across(&root, &sprites, 4), down(&root, &sprites, 5);
+    across.SetSize(120, 12);
+    across.SetPosition(10, 50);
+    down.SetSize(12, 60);
+    down.SetPosition(140, 10);
+    across.SetOwner(&owner);
+    down.SetOwner(&owner);
+    across.SetSliderRange(101);
+    across.SetSliderPosition(500);
+    EXPECT_EQ(std::make_pair(across.position, across.tabPos), std::make_pair(100u, 100u));
+    across.SetSliderPosition(50);
+    down.SetSliderRange(0);
+    EXPECT_EQ(down.position, 0u);
+    EXPECT_EQ(down.state & 0xFF0000, SCROLL_VERTICAL << 16);
+
+    // Positions along each track: the horizontal one at x = 10 + c, the vertical at y = 10 + c.
+    const struct {
+        Slider* slider;
+        unsigned short code;
+        int c;
+        std::vector<std::string> heard;
+    } events[] = {
+        {&across, MWIN_PRESS, 49, {"8023:4 802a 0"}},
+        {&across, MWIN_PRESS, 70, {"8023:4 802b 0"}}, // just past the tab
+        {&across, MWIN_PRESS, 50, {}},                 // on the tab: a drag begins
+        {&across, MWIN_MOVE, 9, {"8023:4 8034 0"}},
+        {&across, MWIN_MOVE, 111, {"8023:4 8034 100"}},
+        {&across, MWIN_MOVE, 60, {"8023:4 8034 55"}}, // 100 * (60 - 20 / 4) / (120 - 20)
+        {&across, MWIN_MOVE, 500, {"8023:4 8034 100"}},
+        {&across, MWIN_RELEASE, 60, {"8023:4 8035 55"}},
+        {&across, MWIN_MOVE, 60, {}},
+        {&down, MWIN_PRESS, 30, {"8023:5 8027 0"}},
+        {&down, MWIN_PRESS, 5, {}},
+        {&down, MWIN_MOVE, 40, {"8023:5 8034 0"}}, // no range: every value is 0
+        {&down, MWIN_RELEASE, 40, {"8023:5 8035 0"}},
+    };
+    for (const auto& e : events) {
+        const bool horizontal = e.slider == &across;
+        const int x = horizontal ? 10 + e.c : 145, y = horizontal ? 55 : 10 + e.c;
+        if (e.code == MWIN_PRESS)
+            Mouse(MWIN_MOVE, x, y);
+        Mouse(e.code, x, y);
+        EXPECT_EQ(Take(), e.heard) << std::hex << e.code << std::dec << " at " << e.c;
+    }
+    EXPECT_EQ(root.childSpots.QueryFocusLocked(), 0);
+    EXPECT_TRUE(LogEntries().empty());
+}
+
+TEST_F(WindowTest, SliderTrackStretchesAndTabBevels)
+{
+    Slider slider(&root, &sprites, 4);
+    slider.SetSize(120, 12);
+    slider.SetPosition(10, 50);
+    slider.SetSliderRange(101);
+    slider.SetSliderPosition(50);
+    slider.SetFGColors(8);
+    auto tab = [](Model& m, int light, int shadow) {
+        m.Fill(61, 51, 78, 60, 10);
+        for (int d = 1; d <= 2; ++d) {
+            m.Fill(60 + d, 50 + d, 79 - d, 50 + d, light);
+            m.Fill(60 + d, 50 + d, 60 + d, 61 - d, light);
+            m.Fill(60 + d, 61 - d, 79 - d, 61 - d, shadow);
+            m.Fill(79 - d, 50 + d, 79 - d, 61 - d, shadow);
+        }
+    };
+    // Each stretch ends at the centre of the tab at its threshold value.
+    slider.SetRangeColors(20, 3, 60, 5, SLIDER_TO_END, 7, SLIDER_TO_END, 0);
+    Model expected = Blank();
+    expected.Fill(10, 50, 40, 61, 3);
+    expected.Fill(41, 50, 80, 61, 5);
+    expected.Fill(81, 50, 129, 61, 7);
+    expected.Frame(10, 50, 129, 61, 8);
+    tab(expected, 12, 6);
+    EXPECT_EQ(Frame(), expected.px);
+
+    // An open first stretch and colour 255 both mean the background colour.
+    slider.SetRangeColors(SLIDER_TO_END, 3, SLIDER_TO_END, 5, SLIDER_TO_END, 7, SLIDER_TO_END, 0);
+    slider.state |= SLIDER_SWAP_BEVEL << 16;
+    expected = Blank();
+    expected.Fill(10, 50, 129, 61, 9);
+    expected.Frame(10, 50, 129, 61, 8);
+    tab(expected, 6, 12);
+    EXPECT_EQ(Frame(), expected.px);
+    slider.SetRangeColors(20, 255, SLIDER_TO_END, 3, SLIDER_TO_END, 3, SLIDER_TO_END, 3);
+    EXPECT_EQ(slider.rangeColor[0], 9);
+    EXPECT_TRUE(LogEntries().empty());
+    slider.SetRangeColors(50, 1, 40, 2, 30, 3, 60, 4);
+    EXPECT_EQ(LogEntries(), std::vector<std::string>({tvxtest::AssertLine("mwin", 4394),
+                                                      tvxtest::AssertLine("mwin", 4399)}));
+}
+
+TEST_F(WindowTest, ScrollBarLaysOutAndTranslatesItsChildren)
+{
+    Recorder owner(nullptr, 50, 0, 0, 1, 1);
+    ScrollBar bar(&root, &sprites, 9);
+    bar.SetPosition(100, 10);
+    bar.SetSize(12, 60);
+    bar.SetOwner(&owner);
+    auto box = [](MWin* w) { return std::vector<int>({w->x, w->y, w->width, w->height}); };
+    EXPECT_EQ(box(bar.firstButton), std::vector<int>({0, 0, 12, 10}));
+    EXPECT_EQ(box(bar.secondButton), std::vector<int>({0, 50, 12, 10}));
+    EXPECT_EQ(box(bar.slider), std::vector<int>({0, 10, 12, 40}));
+    Click(105, 15);
+    Click(105, 65);
+    bar.SetSliderRange(5);
+    Click(105, 50); // below the tab
+    EXPECT_EQ(Take(), std::vector<std::string>({"8023:9 8024 0", "8023:9 8025 0", "8023:9 8027 0"}));
+
+    bar.SetSize(60, 12);
+    EXPECT_EQ(box(bar.secondButton), std::vector<int>({50, 0, 10, 12}));
+    Click(105, 15);
+    Click(155, 15);
+    EXPECT_EQ(Take(), std::vector<std::string>({"8023:9 8028 0", "8023:9 8029 0"}));
+    bar.SetButtonLength(4);
+    bar.SetSize(20, 20);
+    EXPECT_EQ(bar.state & 0xFF0000, SCROLL_VERTICAL << 16); // a square bar stands upright
+    EXPECT_EQ(box(bar.slider), std::vector<int>({0, 4, 20, 12}));
+    EXPECT_TRUE(LogEntries().empty());
+    bar.SetButtonLength(10); // no room left for the slider
+    ASSERT_EQ(LogEntries().size(), 1u);
+    EXPECT_TRUE(sprtest::IsAssertFrom(LogEntries()[0], "mwin"));
+}
