@@ -66,10 +66,14 @@ bool MWin::UnlinkFromParent()
         found += w == this;
     if (found != 1)
         return false;
-    MWin** link = &parent->firstChild;
-    while (*link != this)
-        link = &(*link)->nextSibling;
-    *link = nextSibling;
+    if (parent->firstChild == this) {
+        parent->firstChild = nextSibling;
+        return true;
+    }
+    MWin* before = parent->firstChild;
+    while (before->nextSibling != this)
+        before = before->nextSibling;
+    before->nextSibling = nextSibling;
     return true;
 }
 

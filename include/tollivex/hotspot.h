@@ -39,6 +39,7 @@ struct _HotSpot1 {
     _HotSpot1* nextSpot;
     _HotSpot1* prevSpot;
 };
+#pragma pack(pop)
 
 class TVX_API HotSpotList1 {
 public:
@@ -67,7 +68,6 @@ private:
     _HotSpot1* SpotAt(short x, short y) const;
     void Send(_HotSpot1* spot, unsigned short code, short x, short y);
 };
-#pragma pack(pop)
 
 #if defined(__SIZEOF_POINTER__) && __SIZEOF_POINTER__ == 4
 static_assert(sizeof(_HotSpot1) == 34, "_HotSpot1 is a 34-byte record on 32-bit targets");

@@ -67,7 +67,8 @@ const unsigned long MWIN_UPDATE_40 = 0x40;
 // MWin::backgroundKind values.
 enum : unsigned short { MWIN_BG_NONE = 0, MWIN_BG_COLOR = 1, MWIN_BG_BITMAP = 2, MWIN_BG_SPRITE = 3 };
 
-#pragma pack(push, 1)
+// Member order is the toolkit's contract; alignment is natural, since games
+// derive from MWin and take references to its members.
 class TVX_API MWin {
 public:
     typedef void (MWin::*PaintRoutine)();
@@ -141,7 +142,6 @@ private:
     MWin* LastChainedDescendant();
     void LoseKeyboardFocus();
 };
-#pragma pack(pop)
 
 // The message router every window's child list uses; games feed mouse events
 // into the root with it as DefaultCallback(root, code << 16, 0, x | y << 16).
