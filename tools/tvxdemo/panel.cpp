@@ -31,7 +31,7 @@ const Step kScript[] = {
     {MWIN_PRESS, 113, 103}, {MWIN_RELEASE, 113, 103},
     {MWIN_MOVE, 30, 78},   {MWIN_PRESS, 30, 78},   {MWIN_RELEASE, 30, 78},  // pick a line
     {MWIN_MOVE, 150, 123}, {MWIN_CLICK, 150, 123},                          // into the entry field
-    {MWIN_KEY, ENTRY_KEY_BACKSPACE, 0}, {MWIN_KEY, 'P', 0}, {MWIN_KEY, '!', 0}, {MWIN_KEY, ENTRY_KEY_ENTER, 0},
+    {MWIN_KEY, ENTRY_KEY_BACKSPACE, 0}, {MWIN_KEY, 'P', 0}, {MWIN_KEY, '.', 0}, {MWIN_KEY, ENTRY_KEY_ENTER, 0},
 };
 
 char kNames[][8] = {"ALPHA", "BRAVO", "CHARLIE", "DELTA", "ECHO", "FOXTROT", "GOLF", "HOTEL"};
