@@ -6,7 +6,7 @@ using namespace mwintest;
 
 TEST_F(WindowTest, EntryFieldEditsByKey)
 {
-    Recorder owner(nullptr, 50, 0, 0, 1, 1);
+    Recorder owner(nullptr, 50);
     EntryField field(&root, &memory, &sprites, 6);
     EXPECT_EQ(std::string(field.QueryText()), "Another Test String.");
     EXPECT_EQ(field.QueryCursorPos(), 0u);
@@ -59,8 +59,7 @@ TEST_F(WindowTest, EntryFieldCursorFollowsPointerAndShowsItsText)
 {
     EntryField field(&root, &memory, &sprites, 6);
     field.SetFont(&fontDef);
-    field.SetSize(60, 16);
-    field.SetPosition(10, 10);
+    Place(field, 10, 10, 60, 16);
     field.SetText(const_cast<char*>("abcdefgh"));
     const struct {
         int x; // relative to the field
@@ -78,7 +77,7 @@ TEST_F(WindowTest, EntryFieldCursorFollowsPointerAndShowsItsText)
     field.SetCursorColor(9);
     field.ActivateBorder(7, 1);
     Key(ENTRY_KEY_END);
-    Model expected = Blank();
+    Model expected;
     expected.Fill(10, 10, 69, 25, 2);
     expected.Frame(10, 10, 69, 25, 7);
     expected.Text(14, 14, "89ABCDEFGHIJ", 15);

@@ -8,12 +8,10 @@ using namespace mwintest;
 
 TEST_F(WindowTest, SliderPagesAndDrags)
 {
-    Recorder owner(nullptr, 50, 0, 0, 1, 1);
+    Recorder owner(nullptr, 50);
     Slider across(&root, &sprites, 4), down(&root, &sprites, 5);
-    across.SetSize(120, 12);
-    across.SetPosition(10, 50);
-    down.SetSize(12, 60);
-    down.SetPosition(140, 10);
+    Place(across, 10, 50, 120, 12);
+    Place(down, 140, 10, 12, 60);
     across.SetOwner(&owner);
     down.SetOwner(&owner);
     across.SetSliderRange(101);
@@ -21,8 +19,7 @@ TEST_F(WindowTest, SliderPagesAndDrags)
     EXPECT_EQ(std::make_pair(across.position, across.tabPos), std::make_pair(100u, 100u));
     across.SetSliderPosition(50);
     down.SetSliderRange(0);
-    EXPECT_EQ(down.position, 0u);
-    EXPECT_EQ(down.state & 0xFF0000, SCROLL_VERTICAL << 16);
+    EXPECT_EQ(std::make_pair(down.position, down.state & 0xFF0000), std::make_pair(0u, uint32_t(SCROLL_VERTICAL << 16)));
 
     // Positions along each track: the horizontal one at x = 10 + c, the vertical at y = 10 + c.
     const struct {
@@ -31,18 +28,13 @@ TEST_F(WindowTest, SliderPagesAndDrags)
         int c;
         std::vector<std::string> heard;
     } events[] = {
-        {&across, MWIN_PRESS, 49, {"8023:4 802a 0"}},
-        {&across, MWIN_PRESS, 70, {"8023:4 802b 0"}}, // just past the tab
-        {&across, MWIN_PRESS, 50, {}},                 // on the tab: a drag begins
-        {&across, MWIN_MOVE, 9, {"8023:4 8034 0"}},
-        {&across, MWIN_MOVE, 111, {"8023:4 8034 100"}},
+        {&across, MWIN_PRESS, 49, {"8023:4 802a 0"}}, {&across, MWIN_PRESS, 70, {"8023:4 802b 0"}}, // beside the tab
+        {&across, MWIN_PRESS, 50, {}},                                                          // on it: a drag
+        {&across, MWIN_MOVE, 9, {"8023:4 8034 0"}},   {&across, MWIN_MOVE, 111, {"8023:4 8034 100"}},
         {&across, MWIN_MOVE, 60, {"8023:4 8034 55"}}, // 100 * (60 - 20 / 4) / (120 - 20)
-        {&across, MWIN_MOVE, 500, {"8023:4 8034 100"}},
-        {&across, MWIN_RELEASE, 60, {"8023:4 8035 55"}},
-        {&across, MWIN_MOVE, 60, {}},
-        {&down, MWIN_PRESS, 30, {"8023:5 8027 0"}},
-        {&down, MWIN_PRESS, 5, {}},
-        {&down, MWIN_MOVE, 40, {"8023:5 8034 0"}}, // no range: every value is 0
+        {&across, MWIN_MOVE, 500, {"8023:4 8034 100"}}, {&across, MWIN_RELEASE, 60, {"8023:4 8035 55"}},
+        {&across, MWIN_MOVE, 60, {}},                 {&down, MWIN_PRESS, 30, {"8023:5 8027 0"}},
+        {&down, MWIN_PRESS, 5, {}},                   {&down, MWIN_MOVE, 40, {"8023:5 8034 0"}}, // no range: 0
         {&down, MWIN_RELEASE, 40, {"8023:5 8035 0"}},
     };
     for (const auto& e : events) {
@@ -60,8 +52,7 @@ TEST_F(WindowTest, SliderPagesAndDrags)
 TEST_F(WindowTest, SliderTrackStretchesAndTabBevels)
 {
     Slider slider(&root, &sprites, 4);
-    slider.SetSize(120, 12);
-    slider.SetPosition(10, 50);
+    Place(slider, 10, 50, 120, 12);
     slider.SetSliderRange(101);
     slider.SetSliderPosition(50);
     slider.SetFGColors(8);
@@ -76,7 +67,7 @@ TEST_F(WindowTest, SliderTrackStretchesAndTabBevels)
     };
     // Each stretch ends at the centre of the tab at its threshold value.
     slider.SetRangeColors(20, 3, 60, 5, SLIDER_TO_END, 7, SLIDER_TO_END, 0);
-    Model expected = Blank();
+    Model expected;
     expected.Fill(10, 50, 40, 61, 3);
     expected.Fill(41, 50, 80, 61, 5);
     expected.Fill(81, 50, 129, 61, 7);
@@ -87,7 +78,7 @@ TEST_F(WindowTest, SliderTrackStretchesAndTabBevels)
     // An open first stretch and colour 255 both mean the background colour.
     slider.SetRangeColors(SLIDER_TO_END, 3, SLIDER_TO_END, 5, SLIDER_TO_END, 7, SLIDER_TO_END, 0);
     slider.state |= SLIDER_SWAP_BEVEL << 16;
-    expected = Blank();
+    expected = Model();
     expected.Fill(10, 50, 129, 61, 9);
     expected.Frame(10, 50, 129, 61, 8);
     tab(expected, 6, 12);
@@ -102,10 +93,9 @@ TEST_F(WindowTest, SliderTrackStretchesAndTabBevels)
 
 TEST_F(WindowTest, ScrollBarLaysOutAndTranslatesItsChildren)
 {
-    Recorder owner(nullptr, 50, 0, 0, 1, 1);
+    Recorder owner(nullptr, 50);
     ScrollBar bar(&root, &sprites, 9);
-    bar.SetPosition(100, 10);
-    bar.SetSize(12, 60);
+    Place(bar, 100, 10, 12, 60);
     bar.SetOwner(&owner);
     auto box = [](MWin* w) { return std::vector<int>({w->x, w->y, w->width, w->height}); };
     EXPECT_EQ(box(bar.firstButton), std::vector<int>({0, 0, 12, 10}));

@@ -8,6 +8,7 @@
 
 #include <cstdio>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace mwintest {
@@ -33,33 +34,34 @@ inline unsigned long Record(void*, unsigned long message, unsigned long param1, 
 
 inline std::vector<std::string> Take()
 {
-    std::vector<std::string> taken;
-    taken.swap(heard);
-    return taken;
+    return std::exchange(heard, {});
+}
+
+inline void Place(MWin& window, short x, short y, short width, short height)
+{
+    window.SetSize(width, height);
+    window.SetPosition(x, y);
 }
 
 // A window that records what reaches it.
 struct Recorder : MWin {
-    Recorder(MWin* parent, unsigned short id, short x, short y, short w, short h) : MWin(parent)
+    Recorder(MWin* parent, unsigned short id, short x = 0, short y = 0, short w = 1, short h = 1) : MWin(parent)
     {
         callback = Record;
         hotSpot.id = id;
-        SetSize(w, h);
-        SetPosition(x, y);
+        Place(*this, x, y, w, h);
     }
 };
 
-// The canvas as expected: fills, outlines and the fixture font's boxes.
+// The canvas as expected, from black: fills, outlines and the fixture font's boxes.
 struct Model {
-    std::vector<Bytes> px;
+    std::vector<Bytes> px = std::vector<Bytes>(120, Bytes(160, 0));
 
-    explicit Model(Canvas& canvas) : px(sprtest::Pixels(canvas)) {}
     void Fill(int x0, int y0, int x1, int y1, int c)
     {
         for (int y = y0; y <= y1; ++y)
             for (int x = x0; x <= x1; ++x)
-                if (y >= 0 && x >= 0 && y < int(px.size()) && x < int(px[0].size()))
-                    px[size_t(y)][size_t(x)] = static_cast<unsigned char>(c);
+                px.at(size_t(y)).at(size_t(x)) = static_cast<unsigned char>(c);
     }
     void Frame(int x0, int y0, int x1, int y1, int c)
     {
@@ -95,7 +97,6 @@ protected:
         fontDef = _FontDef{glyphs, 4, 0, FONT_FIXED_PITCH | FONT_SOLID};
         root.SetCanvas(&canvas);
         root.SetSize(160, 120);
-        canvas.Clear(0);
         SetRefreshNeeded(0);
     }
 
@@ -112,12 +113,6 @@ protected:
     {
         MWin* focus = QueryKeyboardFocus();
         return focus->callback(focus, static_cast<unsigned long>(MWIN_KEY) << 16, key, 0);
-    }
-
-    Model Blank()
-    {
-        canvas.Clear(0);
-        return Model(canvas);
     }
 
     // A press and a release at one point, after a move there.
