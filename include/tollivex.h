@@ -15,6 +15,7 @@
 #include "tollivex/pcx4.h"
 #include "tollivex/sprman.h"
 #include "tollivex/font.h"
+#include "tollivex/digimix2.h"
 #include "tollivex/hotspot.h"
 #include "tollivex/mwin.h"
 #include "tollivex/pushbtn.h"

@@ -3,6 +3,7 @@
 set -euo pipefail
 
 packages=(
+  sox
   cmake ninja-build g++ googletest libbenchmark-dev zlib1g-dev
   g++-mingw-w64-i686 g++-mingw-w64-x86-64 wine64 xvfb xauth
   netpbm

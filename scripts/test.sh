@@ -52,12 +52,17 @@ win32() {
 run_wine() {
   local wine=/usr/lib/wine/wine64
   command -v wine64 >/dev/null && wine=$(command -v wine64)
+  # DirectSound needs an ALSA device; a null one needs no sound card.
+  local -x HOME
+  HOME=$(mktemp -d /tmp/tollivex-home.XXXXXX)
+  printf 'pcm.!default {\n  type null\n}\n' >"$HOME/.asoundrc"
   local prefix
   prefix=$(mktemp -d /tmp/tollivex-wine.XXXXXX)
   WINEPREFIX=$prefix WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml=" xvfb-run -a "$wine" "$@"
   local status=$?
   WINEPREFIX=$prefix wineserver -k 2>/dev/null || true
   rm -rf "$prefix"
+  rm -rf "$HOME"
   return $status
 }
 

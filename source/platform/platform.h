@@ -19,7 +19,13 @@
 #  include <cstdio>
 // The C runtime takes both separators: stdio opens game paths as they stand.
 inline FILE* PlatformOpenFile(const char* name, const char* mode) { return std::fopen(name, mode); }
+// DirectSound and the wave format it takes. mmsystem.h maps PlaySound to
+// PlaySoundA; the mixer has members of that name.
+#  include <mmsystem.h>
+#  include <dsound.h>
+#  undef PlaySound
 #else
+#  include "platform/posix/win_dsound.h"
 #  include "platform/posix/win_types.h"
 #  include "platform/posix/win_sync.h"
 #  include "platform/posix/win_fs.h"
