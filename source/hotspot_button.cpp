@@ -8,6 +8,7 @@
 #include "mwin_internal.h"
 
 #include "tollivex/canvas.h"
+#include "tollivex/digimix2.h"
 #include "tollivex/pushbtn.h"
 #include "tollivex/sprman.h"
 
@@ -18,8 +19,8 @@ using namespace mwin;
 namespace {
 const unsigned long kNoSound = 0xFFFFFFFF;
 const size_t kCaptionLength = 29;
-// Click sounds play as note class 0x10 with the "sampled" bit.
-const unsigned short kClickNoteFlags = 0x12;
+// Click sounds play as sampled notes of the first class.
+const unsigned short kClickNoteFlags = DMNOTE_CLASS1 | DMNOTE_SAMPLED;
 } // namespace
 
 PushButton::PushButton(MWin* parentWindow, SpriteManager* spriteManager, unsigned short id)
@@ -228,11 +229,14 @@ void PushButton::PaintSpriteCaption(short sx, short sy)
     sprites->DisplaySprite(short(sx + (width - w) / 2), short(sy + (height - h) / 2), bgSpriteSet, caption, 0);
 }
 
+// Without a window-system mixer installed the click stays silent.
 void PushButton::Press()
 {
     savedLock = LockFocus();
     SetFlag(BUTTON_DOWN | BUTTON_TRACKING, true);
     Refresh();
+    if (sound != kNoSound && Mixer() != nullptr)
+        Mixer()->PlaySound(sound, kClickNoteFlags, 0, soundParam3, soundParam4);
 }
 
 void PushButton::ShowPressed(bool pressed)

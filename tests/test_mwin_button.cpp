@@ -1,6 +1,7 @@
 // PushButton: the click protocol under a dialog holding the mouse, and its
 // faces and caption pixel by pixel.
 #include "support/mwin_fixture.h"
+#include "test_digimix_helpers.h"
 
 #include <functional>
 
@@ -100,4 +101,21 @@ TEST_F(WindowTest, PushButtonFacesAndCaptions)
     }
 
     EXPECT_TRUE(LogEntries().empty());
+}
+
+TEST_F(WindowTest, PushButtonPressPlaysItsClickThroughTheWindowMixer)
+{
+    tvxtest::OpenMixer open;
+    ASSERT_EQ(open.opened, ERR_OK);
+    unsigned char samples[40] = {};
+    PushButton button(&root, &sprites, 7);
+    Place(button, 10, 10, 30, 16);
+    button.SetSound(open.mix.CreateSound(samples, sizeof samples, 0, nullptr, nullptr), 5, 6);
+    Click(20, 15); // no mixer installed yet: silence
+    EXPECT_EQ(open.mix.noteQueue, nullptr);
+    SetMWinDigimix(&open.mix);
+    Click(20, 15);
+    ASSERT_NE(open.mix.noteQueue, nullptr);
+    const _DMNote& note = *open.mix.noteQueue;
+    EXPECT_EQ((std::vector<uint32_t>{note.flags, note.param3, note.param4}), (std::vector<uint32_t>{0x12, 5, 6}));
 }

@@ -1,5 +1,5 @@
-// ListBox: scrolling through its scroll bar, selection by pointer, the
-// entry list's links as they are kept, and its lines pixel by pixel.
+// ListBox: scrolling through its scroll bar, selection by pointer, and its
+// lines pixel by pixel as the entry list's links are kept.
 #include "support/mwin_fixture.h"
 
 using namespace mwintest;
@@ -48,35 +48,7 @@ TEST_F(WindowTest, ListBoxScrollsAndSelects)
     EXPECT_TRUE(LogEntries().empty());
 }
 
-TEST_F(WindowTest, ListBoxEntriesKeepTheirLinksAsTheyWere)
-{
-    ListBox list(&root, &memory, &sprites, 5);
-    auto texts = [&] {
-        std::vector<std::string> shown;
-        for (_ListBoxEntry* e = list.firstEntry; e != nullptr; e = e->nextEntry)
-            shown.emplace_back(e->entryText);
-        return shown;
-    };
-    EXPECT_EQ(list.Add(const_cast<char*>("a"), 1, LISTBOX_APPEND), 0u); // into an empty list: prepended
-    EXPECT_EQ(list.Add(const_cast<char*>("b"), 2, LISTBOX_APPEND), 1u);
-    EXPECT_EQ(list.Add(const_cast<char*>("z"), 3, LISTBOX_PREPEND), 0u);
-    _ListBoxEntry* prepended = list.firstEntry;
-    EXPECT_EQ(texts(), std::vector<std::string>({"z", "a", "b"}));
-    EXPECT_EQ(list.ChangeText(const_cast<char*>("bee"), 2), ERR_OK);
-    // "a" never learnt of the entry before it, so it is taken for the head.
-    EXPECT_EQ(list.RemoveByHandle(1), ERR_OK);
-    EXPECT_EQ(std::make_pair(texts(), int(list.entryCount)), std::make_pair(std::vector<std::string>({"bee"}), 2));
-    void* dropped = prepended;
-    memory.Free(&dropped);
-    list.Clear();
-    EXPECT_EQ(list.Add(const_cast<char*>("c"), 4, LISTBOX_APPEND), 0u);
-    EXPECT_EQ(list.entryCount, 3); // the count goes on from before Clear
-    EXPECT_TRUE(LogEntries().empty());
-    EXPECT_EQ(list.Add(const_cast<char*>("x"), 5, 0), 0xFFFFFFFFu); // linked nowhere: refused
-    EXPECT_EQ(LogEntries().size(), 1u);
-}
-
-TEST_F(WindowTest, ListBoxLines)
+TEST_F(WindowTest, ListBoxShowsItsEntriesAsTheyAreLinked)
 {
     MWin panel(&root); // placed through its parent
     panel.SetPosition(12, 6);
@@ -86,18 +58,33 @@ TEST_F(WindowTest, ListBoxLines)
     Place(list, 8, 4, 100, 40);
     list.SetBGColors(1, 2, 3, 4);
     list.SetTextColors(5, 6);
-    list.Add(const_cast<char*>("ONE"), 1, LISTBOX_APPEND);
-    list.Add(const_cast<char*>("TWO"), 2, LISTBOX_APPEND);
-    list.SetSelectedByHandle(2);
-    list.SetLineColor(1, 7, LISTBOX_DEFAULT_COLOR);
-    // Each line's outline reaches one row into the next line.
+    const struct {
+        const char* text;
+        unsigned long flags, index;
+    } adds[] = {{"ONE", LISTBOX_APPEND, 0}, // into an empty list: prepended
+                {"TWO", LISTBOX_APPEND, 1}, {"SIX", LISTBOX_PREPEND, 0}, {"TEN", LISTBOX_APPEND, 3}};
+    for (unsigned long i = 0; i < std::size(adds); ++i)
+        EXPECT_EQ(list.Add(const_cast<char*>(adds[i].text), i + 1, adds[i].flags), adds[i].index);
+    _ListBoxEntry* prepended = list.firstEntry;
+    // ONE never learnt of the entry put before it, so it is taken for the head
+    // and SIX drops out of the list.
+    EXPECT_EQ(list.RemoveByHandle(1), ERR_OK);
+    void* dropped = prepended;
+    memory.Free(&dropped);
+    list.SetSelectedByHandle(4);
+    list.SetLineColor(2, 7, LISTBOX_DEFAULT_COLOR);
     Model expected;
     for (int i = 0, y = 10; i < 3; ++i, y += 12) {
         expected.Fill(20, y, 119, y + 11, i == 1 ? 3 : 1);
-        expected.Frame(20, y, 119, y + 12, i == 1 ? 4 : 2);
+        expected.Frame(20, y, 119, y + 12, i == 1 ? 4 : 2); // one row into the next line
     }
-    expected.Text(24, 13, "ONE", 7); // margin: the width of glyph 127; centred in the line
-    expected.Text(24, 25, "TWO", 6);
+    expected.Text(24, 13, "TWO", 7); // margin: the width of glyph 127; centred in the line
+    expected.Text(24, 25, "TEN", 6);
     EXPECT_EQ(Frame(), expected.px);
+    list.Clear();
+    EXPECT_EQ(list.Add(const_cast<char*>("c"), 5, LISTBOX_APPEND), 0u);
+    EXPECT_EQ(list.entryCount, 4); // the count goes on from before Clear
     EXPECT_TRUE(LogEntries().empty());
+    EXPECT_EQ(list.Add(const_cast<char*>("x"), 6, 0), 0xFFFFFFFFu); // linked nowhere: refused
+    EXPECT_EQ(LogEntries().size(), 1u);
 }

@@ -100,7 +100,11 @@ protected:
         SetRefreshNeeded(0);
     }
 
-    void TearDown() override { HotSpotSetMouseSet(nullptr); }
+    void TearDown() override
+    {
+        HotSpotSetMouseSet(nullptr);
+        SetMWinDigimix(nullptr);
+    }
 
     // Mouse events enter at the root, as a game feeds them.
     unsigned long Mouse(unsigned short code, int x, int y)
