@@ -45,13 +45,8 @@ TEST_F(WindowTest, EntryFieldEditsByKey)
         EXPECT_EQ(field.QueryCursorPos(), c.cursor) << c.text;
         EXPECT_EQ(Take(), c.heard) << c.text;
     }
-    field.SetReadOnly(0);
-    EXPECT_EQ(field.EditText(0x102), 0u); // not an editing key
-    field.SetTextLength(2);
-    field.SetText(const_cast<char*>("ab"));
     field.SetCursorPos(7);
     EXPECT_EQ(field.QueryCursorPos(), 2u);
-    EXPECT_EQ(field.EditText('c'), 0u);
     EXPECT_TRUE(LogEntries().empty());
 }
 
