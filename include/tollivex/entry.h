@@ -34,9 +34,6 @@ enum : unsigned short {
     ENTRY_KEY_ENTER = 0x10F
 };
 
-TVX_API unsigned long EntryFieldCallback(void* window, unsigned long message, unsigned long param1,
-                                         unsigned long param2);
-
 class TVX_API EntryField : public MWin {
 public:
     EntryField(MWin* parent, MemManager* mm, SpriteManager* sprites, unsigned short id);
@@ -85,5 +82,8 @@ private:
     void ScrollToCursor(int available);
     void PaintCursor(short sx, short sy);
 };
+
+TVX_API unsigned long EntryFieldCallback(void* window, unsigned long message, unsigned long param1,
+                                         unsigned long param2);
 
 #endif

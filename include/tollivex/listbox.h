@@ -37,9 +37,6 @@ struct _ListBoxEntry {
 static_assert(sizeof(_ListBoxEntry) == 17, "_ListBoxEntry is 17 bytes before its text on 32-bit targets");
 #endif
 
-TVX_API unsigned long ListBoxCallback(void* window, unsigned long message, unsigned long param1,
-                                      unsigned long param2);
-
 class TVX_API ListBox : public MWin {
 public:
     ListBox(MWin* parent, MemManager* mm, SpriteManager* sprites, unsigned short id);
@@ -99,5 +96,8 @@ private:
     void Select(short y);
     void Scroll(unsigned short how, unsigned long position);
 };
+
+TVX_API unsigned long ListBoxCallback(void* window, unsigned long message, unsigned long param1,
+                                      unsigned long param2);
 
 #endif

@@ -25,9 +25,6 @@ const unsigned long BUTTON_HIGHLIGHT = 0x40;
 // PushButton::fgKind values.
 enum : unsigned short { BUTTON_FG_NONE = 0, BUTTON_FG_TEXT = 1, BUTTON_FG_SPRITE = 3 };
 
-TVX_API unsigned long PushButtonCallback(void* window, unsigned long message, unsigned long param1,
-                                         unsigned long param2);
-
 class TVX_API PushButton : public MWin {
 public:
     PushButton(MWin* parent, SpriteManager* sprites, unsigned short id);
@@ -82,5 +79,8 @@ private:
     void PaintCaption(short sx, short sy);
     void PaintSpriteCaption(short sx, short sy);
 };
+
+TVX_API unsigned long PushButtonCallback(void* window, unsigned long message, unsigned long param1,
+                                         unsigned long param2);
 
 #endif

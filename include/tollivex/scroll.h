@@ -24,11 +24,6 @@ const unsigned long SLIDER_DRAGGING = 0x40;
 
 const unsigned long SLIDER_TO_END = 0xFFFFFFFF; // a range limit reaching the end of the track
 
-TVX_API unsigned long SliderCallback(void* window, unsigned long message, unsigned long param1,
-                                     unsigned long param2);
-TVX_API unsigned long ScrollBarCallback(void* window, unsigned long message, unsigned long param1,
-                                        unsigned long param2);
-
 class TVX_API Slider : public MWin {
 public:
     Slider(MWin* parent, SpriteManager* sprites, unsigned short id);
@@ -113,5 +108,10 @@ private:
     void Layout();
     void PaintNothing();
 };
+
+TVX_API unsigned long SliderCallback(void* window, unsigned long message, unsigned long param1,
+                                     unsigned long param2);
+TVX_API unsigned long ScrollBarCallback(void* window, unsigned long message, unsigned long param1,
+                                        unsigned long param2);
 
 #endif

@@ -25,13 +25,6 @@ const unsigned long TEXT_SHADOW = 0x40;
 const unsigned long HIGHLIGHT_HOVER = 0x01;
 const unsigned long HIGHLIGHT_LARGER = 0x02; // the frame one pixel larger on every side
 
-TVX_API unsigned long StaticTextCallback(void* window, unsigned long message, unsigned long param1,
-                                         unsigned long param2);
-TVX_API unsigned long WrapTextCallback(void* window, unsigned long message, unsigned long param1,
-                                       unsigned long param2);
-TVX_API unsigned long HighlightCallback(void* window, unsigned long message, unsigned long param1,
-                                        unsigned long param2);
-
 // What the two text widgets share: an owned text buffer and the font it is
 // drawn with.
 class TVX_API TextWindow : public MWin {
@@ -88,5 +81,12 @@ private:
 
     void Paint();
 };
+
+TVX_API unsigned long StaticTextCallback(void* window, unsigned long message, unsigned long param1,
+                                         unsigned long param2);
+TVX_API unsigned long WrapTextCallback(void* window, unsigned long message, unsigned long param1,
+                                       unsigned long param2);
+TVX_API unsigned long HighlightCallback(void* window, unsigned long message, unsigned long param1,
+                                        unsigned long param2);
 
 #endif
