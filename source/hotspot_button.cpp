@@ -247,11 +247,7 @@ void PushButton::ShowPressed(bool pressed)
 
 void PushButton::Release(unsigned long message)
 {
-    UnLockFocus();
-    if (savedLock != nullptr) {
-        savedLock->LockFocus();
-        savedLock = nullptr;
-    }
+    HandBackLock(savedLock);
     SetFlag(BUTTON_DOWN | BUTTON_TRACKING, false);
     Refresh();
     if (CodeOf(message) == MWIN_RELEASE)

@@ -119,6 +119,15 @@ void MWin::UnLockFocus()
         w->childSpots.UnlockFocus();
 }
 
+void MWin::HandBackLock(MWin*& former)
+{
+    UnLockFocus();
+    if (former == nullptr)
+        return;
+    former->LockFocus();
+    former = nullptr;
+}
+
 // At each level the first child whose hot spot is chained, down to the last.
 MWin* MWin::LastChainedDescendant()
 {

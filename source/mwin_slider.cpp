@@ -255,11 +255,7 @@ void Slider::Press(short c)
 
 void Slider::EndDrag(short c)
 {
-    UnLockFocus();
-    if (savedLock != nullptr) {
-        savedLock->LockFocus();
-        savedLock = nullptr;
-    }
+    HandBackLock(savedLock);
     SetFlag(SLIDER_DRAGGING, false);
     NotifyValue(MWIN_DRAG_ENDED, ValueAt(c));
     Refresh();

@@ -132,6 +132,8 @@ protected:
     void SetFlag(unsigned long flag, bool on);
     // The window's top-left corner on its canvas.
     void CanvasOrigin(short* screenX, short* screenY);
+    // Ends this window's capture and puts back the lock in force when it began.
+    void HandBackLock(MWin*& former);
     // Sends code << 16 | hot-spot id to the owner's handler, if there is one.
     unsigned long NotifyOwner(unsigned short code, unsigned long param1, unsigned long param2);
 
