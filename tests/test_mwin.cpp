@@ -112,8 +112,6 @@ TEST_F(WindowTest, MouseEventsReachTheDeepestWindowUnderThePointer)
     EXPECT_EQ(list.ProcessMouseInput(15, 5, MWIN_PRESS), 0u);
     list.ProcessMouseInput(19, 9, MWIN_MOVE); // edges are inclusive
     EXPECT_EQ(list.ProcessMouseInput(20, 9, MWIN_PRESS), 1u);
-    EXPECT_TRUE(heard.empty());
-    EXPECT_TRUE(LogEntries().empty());
 }
 
 TEST_F(WindowTest, KeyboardFocusMovesWithMessages)
@@ -148,6 +146,7 @@ TEST_F(WindowTest, KeyboardFocusMovesWithMessages)
 
 TEST_F(WindowTest, MisuseIsReportedAndSurvived)
 {
+    assertionsExpected = true;
     root.AdoptChild(nullptr);
     MWin* parent = new MWin(&root);
     MWin* child = new MWin(parent);

@@ -15,7 +15,6 @@ TEST_F(WindowTest, PushButtonClicksOnlyWhenReleasedInside)
 {
     MWin dialog(&root);
     dialog.SetSize(160, 120);
-    Recorder owner(nullptr, 50);
     PushButton button(&dialog, &sprites, 7);
     Place(button, 10, 10, 30, 16);
     button.SetOwner(&owner);
@@ -54,7 +53,6 @@ TEST_F(WindowTest, PushButtonClicksOnlyWhenReleasedInside)
     EXPECT_EQ(std::make_pair(int(button.bevelWidth), button.state & (BUTTON_BORDER << 16)), std::make_pair(0, 0ul));
     button.SetText(const_cast<char*>("0123456789012345678901234567890123456789"));
     EXPECT_EQ(std::string(button.text), "01234567890123456789012345678");
-    EXPECT_TRUE(LogEntries().empty());
 }
 
 TEST_F(WindowTest, PushButtonFacesAndCaptions)
@@ -100,7 +98,6 @@ TEST_F(WindowTest, PushButtonFacesAndCaptions)
         EXPECT_EQ(Frame(), expected.px) << "look " << i;
     }
 
-    EXPECT_TRUE(LogEntries().empty());
 }
 
 TEST_F(WindowTest, PushButtonPressPlaysItsClickThroughTheWindowMixer)

@@ -10,7 +10,6 @@ using namespace mwintest;
 
 TEST_F(WindowTest, SliderPagesAndDrags)
 {
-    Recorder owner(nullptr, 50);
     Slider across(&root, &sprites, 4), down(&root, &sprites, 5);
     Place(across, 10, 50, 120, 12);
     Place(down, 140, 10, 12, 60);
@@ -48,11 +47,11 @@ TEST_F(WindowTest, SliderPagesAndDrags)
         EXPECT_EQ(Take(), e.heard) << std::hex << e.code << std::dec << " at " << e.c;
     }
     EXPECT_EQ(root.childSpots.QueryFocusLocked(), 0);
-    EXPECT_TRUE(LogEntries().empty());
 }
 
 TEST_F(WindowTest, SliderTrackStretchesAndTabBevels)
 {
+    assertionsExpected = true;
     Slider slider(&root, &sprites, 4);
     Place(slider, 10, 50, 120, 12);
     slider.SetSliderRange(101);
@@ -93,7 +92,6 @@ TEST_F(WindowTest, SliderTrackStretchesAndTabBevels)
 
 TEST_F(WindowTest, ScrollBarLaysOutAndTranslatesItsChildren)
 {
-    Recorder owner(nullptr, 50);
     ScrollBar bar(&root, &sprites, 9);
     Place(bar, 100, 10, 12, 60);
     bar.SetOwner(&owner);
@@ -115,5 +113,4 @@ TEST_F(WindowTest, ScrollBarLaysOutAndTranslatesItsChildren)
     bar.SetSize(20, 20);
     EXPECT_EQ(bar.state & 0xFF0000, SCROLL_VERTICAL << 16); // a square bar stands upright
     EXPECT_EQ(box(bar.slider), std::vector<int>({0, 4, 20, 12}));
-    EXPECT_TRUE(LogEntries().empty());
 }

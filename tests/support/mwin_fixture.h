@@ -100,10 +100,14 @@ protected:
         SetRefreshNeeded(0);
     }
 
+    // A test that provokes assertions says so; any other assertion is a fault.
     void TearDown() override
     {
         HotSpotSetMouseSet(nullptr);
         SetMWinDigimix(nullptr);
+        for (const std::string& line : assertionsExpected ? std::vector<std::string>() : LogEntries()) {
+            EXPECT_NE(line.rfind("Assert error", 0), 0u) << line;
+        }
     }
 
     // Mouse events enter at the root, as a game feeds them.
@@ -135,10 +139,12 @@ protected:
         return sprtest::Pixels(canvas);
     }
 
+    bool assertionsExpected = false;
     unsigned char glyphs = 0;
     _FontDef fontDef{};
     Canvas canvas{160, 120, 1, CANVAS_MEMORY};
     MWin root{nullptr};
+    Recorder owner{nullptr, 50}; // for the widgets whose reports a test reads
 };
 
 } // namespace mwintest
