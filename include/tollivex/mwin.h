@@ -24,7 +24,7 @@ enum : unsigned short {
     MWIN_LEAVE = 0x8002,
     MWIN_MOVE = 0x8004,
     MWIN_MOVE_OUTSIDE = 0x8005,
-    MWIN_CLICK = 0x8006,   // the button lists, entry fields and highlights treat as a click
+    MWIN_CLICK = 0x8006,   // list boxes, entry fields and highlights take it as a click
     MWIN_RELEASE = 0x800E, // release of the push-button button; + 1 outside a locked window
     MWIN_PRESS = 0x8012,   // press of the push-button button
     MWIN_CLICKED = 0x8020,
