@@ -34,7 +34,7 @@ const Step kScript[] = {
     {MWIN_KEY, ENTRY_KEY_BACKSPACE, 0}, {MWIN_KEY, 'P', 0}, {MWIN_KEY, '.', 0}, {MWIN_KEY, ENTRY_KEY_ENTER, 0},
 };
 
-char kNames[][8] = {"ALPHA", "BRAVO", "CHARLIE", "DELTA", "ECHO", "FOXTROT", "GOLF", "HOTEL"};
+char lineNames[][8] = {"ALPHA", "BRAVO", "CHARLIE", "DELTA", "ECHO", "FOXTROT", "GOLF", "HOTEL"};
 
 struct Panel : MWin {
     Panel(MWin* root, Canvas* canvas, MemManager* memory, SpriteManager* sprites)
@@ -128,8 +128,8 @@ void Dress(Panel& panel, _FontDef* font)
     Place(panel.list, 8, 48, 100, 60);
     panel.list.SetBGColors(kFace, kShadow, kAccent, kLight);
     panel.list.SetTextColors(kText, kText);
-    for (unsigned long i = 0; i < sizeof kNames / sizeof kNames[0]; ++i)
-        panel.list.Add(kNames[i], i + 1, LISTBOX_APPEND);
+    for (unsigned long i = 0; i < sizeof lineNames / sizeof lineNames[0]; ++i)
+        panel.list.Add(lineNames[i], i + 1, LISTBOX_APPEND);
     Place(panel.bar, 108, 48, 10, 60);
     panel.bar.SetBGColors(kLight, kShadow, kFace, kDark);
     panel.list.AssociateScrollBar(&panel.bar);
