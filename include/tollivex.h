@@ -16,5 +16,12 @@
 #include "tollivex/sprman.h"
 #include "tollivex/font.h"
 #include "tollivex/digimix2.h"
+#include "tollivex/hotspot.h"
+#include "tollivex/mwin.h"
+#include "tollivex/pushbtn.h"
+#include "tollivex/scroll.h"
+#include "tollivex/listbox.h"
+#include "tollivex/entry.h"
+#include "tollivex/stattext.h"
 
 #endif
