@@ -4,7 +4,7 @@
 The demo's assets are made here, by the project, and kept in the repository
 as plain files; the asset tools turn them into the demo's library file at
 build time. Run again only to change the art: python3 make_assets.py
-(the sounds need sox). Colour index = ramp * 16 + brightness step, the
+(the sounds need sox; no dither and a fixed noise seed, so the same files come out each time). Colour index = ramp * 16 + brightness step, the
 layout shade sprites expect; index 0 is transparent in sprite sheets.
 """
 import math
@@ -140,7 +140,7 @@ GLYPHS = {
     '.': "000000000000010", ':': "000010000010000", '-': "000000111000000", '/': "001001010100100",
     '%': "101001010100101", ',': "000000000010100", '!': "010010010000010", '?': "110001010000010",
     "'": "010010000000000", '(': "001010010010001", ')': "100010010010100", '+': "000010111010000",
-    '_': "000000000000111", '=': "000111000111000", '<': "001010100010001", '>': "100010001010100",
+    '_': "000000000000111", ';': "000010000010100", '=': "000111000111000", '<': "001010100010001", '>': "100010001010100",
 }
 
 
@@ -186,7 +186,7 @@ def background():
 def sounds():
     """8-bit mono WAVE files at 11 025 Hz, made with sox."""
     def sox(name, *effects):
-        subprocess.run(["sox", "-n", "-r", "11025", "-c", "1", "-b", "8", "-e", "unsigned-integer",
+        subprocess.run(["sox", "-R", "-D", "-n", "-r", "11025", "-c", "1", "-b", "8", "-e", "unsigned-integer",
                         os.path.join(HERE, name), *effects], check=True)
     sox("click.wav", "synth", "0.04", "square", "1200", "fade", "0", "0.04", "0.03", "vol", "0.6")
     sox("pickup.wav", "synth", "0.15", "sine", "600-1800", "fade", "0", "0.15", "0.1", "vol", "0.7")

@@ -1,403 +1,376 @@
-// tvxdemo - the library end to end.
+// tvxdemo - a small game built on nothing but the library's public API.
 //
-// Makes a palette, draws sprites and a font onto an encode canvas, encodes
-// them into sprite sets, saves everything into a compressed library file,
-// loads it back the way a game would, draws a scene of every sprite kind
-// and some text on a 640 x 480 display canvas (the headless screen natively,
-// a window on Windows), and writes what the screen shows as a binary PPM.
-// Prints what it did and how long a frame took.
+// A title panel of window-system widgets (name, speed, scene, a button with
+// a click) leads into a play field where a ship catches gems and dodges
+// rocks, drawn with every sprite kind, scored in a sprite font, with sound
+// effects played both ways (software-mixed notes and hardware notes) over a
+// streamed music loop. Every asset comes from TVXDEMO.LIB, which the asset
+// tools build from the pictures and sounds in assets/.
+//
+// Headless by default: a fixed number of frames with scripted input, a few
+// frames written as PNG with a contact sheet, and the sound as WAVE files.
+// --window plays it in an SDL window (portable build with SDL2); --frames N
+// ends either mode after N frames with the scripted input.
+#include "game.h"
+#include "output.h"
 #include "screen.h"
+#include "script.h"
+#include "title.h"
 
 #include <tollivex.h>
 
 #include <chrono>
-#include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <vector>
 
 namespace {
 
-const unsigned short kWidth = 640;
-const unsigned short kHeight = 480;
-char kLibraryFile[] = "TVXDEMO.LIB";
-char kSceneSet[] = "scene";
-char kFontSet[] = "font";
-char kPaletteBlock[] = "palette";
+const int kWidth = 640, kHeight = 480;
+const unsigned kRate = 11025;       // the sounds' own rate: no resampling
+const int kFramesPerSecond = 25;
+const unsigned long kBlock = kRate / kFramesPerSecond; // mixed bytes a frame
+const unsigned long kLead = 4 * kBlock;                // mixing ahead of the card
+const int kDefaultFrames = 300;
+const int kKeptFrames[] = {3, 27, 90, 200, 299};
 
-// Sixteen ramps of sixteen brightness steps: colour = ramp * 16 + step.
-enum Ramp { GREY, RED, ORANGE, YELLOW, GREEN, TEAL, SKY, BLUE, VIOLET, PINK, BROWN, SAND, LEAF, STEEL, FLESH, NIGHT };
-const unsigned char kRampColours[16][3] = {
-    {255, 255, 255}, {255, 40, 40},  {255, 150, 30},  {255, 235, 60},  {70, 220, 70},  {40, 210, 190},
-    {120, 190, 255}, {50, 80, 255},  {170, 80, 255},  {255, 120, 200}, {170, 110, 60}, {240, 210, 150},
-    {40, 150, 60},   {150, 170, 190}, {250, 190, 160}, {30, 30, 90}};
-
-unsigned char Shade(Ramp ramp, int step)
-{
-    return static_cast<unsigned char>(ramp * 16 + (step < 0 ? 0 : step > 15 ? 15 : step));
-}
-
-std::vector<unsigned char> PaletteTriples()
-{
-    std::vector<unsigned char> triples(768);
-    for (int ramp = 0; ramp < 16; ++ramp) {
-        for (int step = 0; step < 16; ++step) {
-            for (int c = 0; c < 3; ++c)
-                triples[(ramp * 16 + step) * 3 + c] =
-                    static_cast<unsigned char>(kRampColours[ramp][c] * (step + 1) / 16);
-        }
-    }
-    return triples;
-}
-
-// 3 x 5 glyphs, rows top to bottom, '1' for a lit pixel.
-struct Glyph {
-    char code;
-    const char* bits;
-};
-const Glyph kGlyphs[] = {
-    {'A', "010101111101101"}, {'B', "110101110101110"}, {'C', "011100100100011"}, {'D', "110101101101110"},
-    {'E', "111100110100111"}, {'F', "111100110100100"}, {'G', "011100101101011"}, {'H', "101101111101101"},
-    {'I', "111010010010111"}, {'J', "001001001101010"}, {'K', "101101110101101"}, {'L', "100100100100111"},
-    {'M', "101111111101101"}, {'N', "110101101101101"}, {'O', "010101101101010"}, {'P', "110101110100100"},
-    {'Q', "010101101110011"}, {'R', "110101110101101"}, {'S', "011100010001110"}, {'T', "111010010010010"},
-    {'U', "101101101101111"}, {'V', "101101101101010"}, {'W', "101101111111101"}, {'X', "101101010101101"},
-    {'Y', "101101010010010"}, {'Z', "111001010100111"}, {'0', "111101101101111"}, {'1', "010110010010111"},
-    {'2', "110001010100111"}, {'3', "110001010001110"}, {'4', "101101111001001"}, {'5', "111100110001110"},
-    {'6', "011100111101111"}, {'7', "111001010010010"}, {'8', "111101111101111"}, {'9', "111101111001110"},
-    {'.', "000000000000010"}, {':', "000010000010000"}, {'-', "000000111000000"}, {'/', "001001010100100"},
-    {'%', "101001010100101"}, {',', "000000000010100"}};
-const int kGlyphScale = 2;
-
-// Sprites of the scene set, by slot.
-enum SceneSprite { BALL, CRATE, TREE, SHADOW, GEM, SCENE_SPRITES };
-
-struct Assets {
-    MemManager memory;
-    DiskData disk{&memory};
-    Library library{&memory, &disk};
+struct Options {
+    bool window = false;
+    int frames = kDefaultFrames;
+    bool scripted = true;
+    std::string out = ".";
+    std::string library = "TVXDEMO.LIB";
 };
 
-void FillDisc(Canvas& canvas, int cx, int cy, int radius, Ramp ramp, bool shaded)
+bool Parse(int argc, char** argv, Options* options)
 {
-    for (int y = -radius; y <= radius; ++y) {
-        for (int x = -radius; x <= radius; ++x) {
-            if (x * x + y * y > radius * radius)
-                continue;
-            const int light = shaded ? 15 - (x + radius) * 6 / radius - (y + radius) * 4 / radius : 12;
-            canvas.SetDrawColor(Shade(ramp, light + 4));
-            canvas.PutPixel(static_cast<short>(cx + x), static_cast<short>(cy + y));
-        }
-    }
-}
-
-// Draws the scene sprites side by side on the encode canvas (colour 0 is
-// the transparent background) and encodes them.
-bool EncodeSceneSprites(SpriteManager& sprites, Canvas& source, unsigned char set)
-{
-    source.Clear(0);
-    FillDisc(source, 16, 16, 15, RED, true); // BALL at 0,0 32x32
-
-    source.SetDrawColor(Shade(BROWN, 9)); // CRATE at 40,0 32x32
-    source.FilledRectClipped(40, 0, 71, 31);
-    source.SetDrawColor(Shade(BROWN, 5));
-    source.Rectangle(40, 0, 71, 31);
-    source.Line(40, 0, 71, 31);
-    source.Line(71, 0, 40, 31);
-
-    source.SetDrawColor(Shade(BROWN, 6)); // TREE at 80,0 32x48
-    source.FilledRectClipped(93, 32, 98, 47);
-    for (int row = 0; row < 32; ++row) {
-        source.SetDrawColor(Shade(LEAF, 6 + (row % 8)));
-        source.HorizLine(static_cast<short>(96 - row / 2), static_cast<short>(96 + row / 2), static_cast<short>(row));
-    }
-
-    for (int y = 0; y < 12; ++y) { // SHADOW at 120,0 40x12: shade values 0..31, 16 is no change
-        for (int x = 0; x < 40; ++x) {
-            const double dx = (x - 19.5) / 20.0;
-            const double dy = (y - 5.5) / 6.0;
-            source.SetDrawColor(dx * dx + dy * dy <= 1.0 ? 16 - 6 : 32);
-            source.PutPixel(static_cast<short>(120 + x), static_cast<short>(y));
-        }
-    }
-
-    FillDisc(source, 176, 8, 7, VIOLET, false); // GEM at 168,0 16x16, a plain disc to be textured
-
-    unsigned char transparent[256] = {};
-    transparent[0] = 1;
-    const bool ok = sprites.EncodeSprite(set, BALL, 0, 0, 32, 32, 16, 30, transparent) != ERR_FAILURE &&
-                    sprites.EncodeSprite(set, CRATE, 40, 0, 32, 32, 16, 31, transparent) != ERR_FAILURE &&
-                    sprites.EncodeSprite(set, TREE, 80, 0, 32, 48, 16, 47, transparent) != ERR_FAILURE &&
-                    sprites.EncodeTransSprite(set, SHADOW, 120, 0, 40, 12, 140, 6, transparent) != ERR_FAILURE &&
-                    sprites.EncodeSprite(set, GEM, 168, 0, 16, 16, 8, 8, transparent) != ERR_FAILURE;
-    return ok;
-}
-
-bool EncodeFont(SpriteManager& sprites, Canvas& source, unsigned char set)
-{
-    unsigned char transparent[256] = {};
-    transparent[0] = 1;
-    for (const Glyph& glyph : kGlyphs) {
-        source.Clear(0);
-        source.SetDrawColor(Shade(GREY, 15));
-        for (int bit = 0; bit < 15; ++bit) {
-            if (glyph.bits[bit] != '1')
-                continue;
-            const short x = static_cast<short>((bit % 3) * kGlyphScale);
-            const short y = static_cast<short>((bit / 3) * kGlyphScale);
-            source.FilledRectClipped(x, y, static_cast<short>(x + kGlyphScale - 1), static_cast<short>(y + kGlyphScale - 1));
-        }
-        const auto code = static_cast<unsigned short>(static_cast<unsigned char>(glyph.code));
-        if (sprites.EncodeSprite(set, code, 0, 0, 3 * kGlyphScale, 5 * kGlyphScale, 0, 0, transparent) == ERR_FAILURE)
+    bool framesGiven = false;
+    for (int i = 1; i < argc; ++i) {
+        const std::string arg = argv[i];
+        const bool hasValue = i + 1 < argc;
+        if (arg == "--window") {
+            options->window = true;
+        } else if (arg == "--frames" && hasValue) {
+            options->frames = std::atoi(argv[++i]);
+            framesGiven = options->frames > 0;
+            if (!framesGiven)
+                return false;
+        } else if (arg == "--out" && hasValue) {
+            options->out = argv[++i];
+        } else if (arg == "--library" && hasValue) {
+            options->library = argv[++i];
+        } else {
             return false;
+        }
     }
+    // A window without a frame count is played by hand.
+    options->scripted = !options->window || framesGiven;
+    if (options->window && !framesGiven)
+        options->frames = 1 << 30;
     return true;
 }
 
 bool Fail(const char* what, unsigned code)
 {
-    std::fprintf(stderr, "tvxdemo: %s failed with error %u\n", what, code);
+    std::fprintf(stderr, "tvxdemo: %s failed (error %u)\n", what, code);
     return false;
 }
 
-// Builds TVXDEMO.LIB: the palette block and both sprite sets, compressed.
-bool BuildLibraryFile(Assets& assets)
+// A block of the library file, copied out.
+bool Block(Library& library, const char* name, std::vector<unsigned char>* bytes)
 {
-    std::remove(kLibraryFile);
-    SpriteManager sprites(&assets.memory, &assets.library);
-    Canvas source(256, 64, 1, CANVAS_MEMORY);
-    sprites.AssociateEncodeCanvas(&source);
-
-    unsigned char scene = 0;
-    unsigned char font = 0;
-    if (sprites.CreateNewSpriteset(kSceneSet, SCENE_SPRITES, &scene) == ERR_FAILURE ||
-        sprites.CreateNewSpriteset(kFontSet, 256, &font) == ERR_FAILURE)
-        return Fail("creating the sprite sets", sprites.errorCode);
-    if (!EncodeSceneSprites(sprites, source, scene) || !EncodeFont(sprites, source, font))
-        return Fail("encoding", sprites.errorCode);
-    if (sprites.SaveAs(scene, kLibraryFile, LIB_ADD_COMPRESS) == ERR_FAILURE ||
-        sprites.SaveAs(font, kLibraryFile, LIB_ADD_COMPRESS) == ERR_FAILURE)
-        return Fail("saving the sprite sets", sprites.errorCode);
-
-    Palette palette(&assets.memory);
-    std::vector<unsigned char> triples = PaletteTriples();
-    palette.SetValuesFromRaw8(triples.data(), 0, 256);
-    unsigned char* block = nullptr;
+    std::vector<char> writable(name, name + std::strlen(name) + 1);
+    unsigned char* data = nullptr;
     unsigned long size = 0;
-    unsigned long stored = 0;
-    if (palette.RequestSaveBlock(&block, &size) == ERR_FAILURE)
-        return Fail("making the palette block", palette.errorCode);
-    const ERRORSTATUS added = assets.library.AddLibrary(kLibraryFile, kPaletteBlock, 0x314C4150 /* "PAL1" */,
-                                                        block, size, &stored, LIB_ADD_CREATE | LIB_ADD_REPLACE);
-    palette.ReleaseSaveBlock(&block);
-    if (added == ERR_FAILURE)
-        return Fail("saving the palette", assets.library.errorCode);
+    if (library.RequestLibrary(writable.data(), &data, &size) == ERR_FAILURE)
+        return Fail(name, library.errorCode);
+    bytes->assign(data, data + size);
+    library.ReleaseLibrary(&data);
     return true;
 }
 
-struct Scene {
-    SpriteManager& sprites;
-    Font& font;
-    _FontDef& plain;
-    _FontDef& solid;
-    Canvas& frame;
-    Canvas& texture;
-    unsigned char set;
-    int drawn = 0;
+// A PCX block painted into a memory canvas of its own size.
+std::unique_ptr<Canvas> Picture(Library& library, const char* name)
+{
+    std::vector<unsigned char> pcx;
+    if (!Block(library, name, &pcx))
+        return nullptr;
+    PcxPainter painter(pcx.data(), pcx.size());
+    _BITMAPSTATS stats{};
+    if (painter.QueryBitmapStats(&stats) == ERR_FAILURE)
+        return nullptr;
+    auto canvas = std::make_unique<Canvas>(stats.width, stats.height, 1, CANVAS_MEMORY);
+    painter.AssociateCanvas(canvas.get());
+    if (painter.PaintCanvas(0, 1) == ERR_FAILURE)
+        return nullptr;
+    return canvas;
+}
+
+// The samples of a WAVE block as tvxwav stores it: 44 bytes, then samples.
+struct Samples {
+    std::vector<unsigned char> bytes;
+    unsigned char* data() { return bytes.data() + 44; }
+    unsigned long length() const
+    {
+        return bytes.size() < 44 ? 0 : bytes[40] | bytes[41] << 8 | bytes[42] << 16 | unsigned(bytes[43]) << 24;
+    }
 };
 
-void DrawBackdrop(Canvas& frame)
-{
-    for (int y = 0; y < kHeight; ++y) {
-        frame.SetDrawColor(y < 300 ? Shade(SKY, 15 - y / 30) : Shade(GREEN, 9 - (y - 300) / 40));
-        frame.HorizLine(0, kWidth - 1, static_cast<short>(y));
-    }
-    FillDisc(frame, 560, 70, 28, YELLOW, false);
-}
+struct Sounds {
+    Samples click, pickup, boom, music;
+    unsigned long clickHandle = 0xFFFFFFFFul, boomHandle = 0xFFFFFFFFul, musicHandle = 0xFFFFFFFFul;
+    _DMStreamingInfo stream{};
+};
 
-void DrawSprites(Scene& scene)
-{
-    SpriteManager& sprites = scene.sprites;
-    // Trees along the horizon, every other one mirrored, some cut by the edges.
-    for (int i = 0; i < 14; ++i) {
-        const short x = static_cast<short>(-20 + i * 50);
-        const short y = static_cast<short>(300 + (i % 3) * 6);
-        sprites.DisplayAnySprite(static_cast<short>(x - 4), static_cast<short>(y - 4), scene.set, SHADOW);
-        if (i % 2 == 0)
-            sprites.DisplaySprite(x, y, scene.set, TREE, SPRITE_AT_HOTSPOT);
-        else
-            sprites.DisplaySpriteRev(static_cast<short>(x - 16), static_cast<short>(y - 47), scene.set, TREE);
-        scene.drawn += 2;
-    }
-    // Crates and balls on the grass, each on a shadow; the last ones leave the frame.
-    for (int i = 0; i < 40; ++i) {
-        const short x = static_cast<short>((i * 97) % 700 - 30);
-        const short y = static_cast<short>(340 + (i * 53) % 160);
-        sprites.DisplayTransSprite(static_cast<short>(x - 20), static_cast<short>(y - 6), scene.set, SHADOW);
-        sprites.DisplaySprite(x, y, scene.set, i % 3 == 0 ? CRATE : BALL, SPRITE_AT_HOTSPOT);
-        scene.drawn += 2;
-    }
-    // Silhouettes in the draw colour, and gems textured with the crate.
-    scene.frame.SetDrawColor(Shade(NIGHT, 3));
-    for (int i = 0; i < 6; ++i) {
-        sprites.DisplayClippedSpriteSolid(static_cast<short>(40 + i * 100), 200, scene.set, BALL, SPRITE_AT_HOTSPOT);
-        sprites.DisplayClippedSpriteTexture(static_cast<short>(40 + i * 100), 240, scene.set, GEM, 0, 0, 0, 0, 32,
-                                            32, &scene.texture, SPRITE_AT_HOTSPOT);
-        scene.drawn += 2;
-    }
-}
+class Demo {
+public:
+    explicit Demo(const Options& options) : options(options) {}
+    int Run();
 
-void DrawText(Scene& scene)
-{
-    char title[] = "TOLLIVEX DEMO";
-    char caption[] = "SPRITES, SHADES, TEXTURES AND TEXT FROM ONE LIBRARY FILE";
-    // Shadow colours take effect only in a solid font.
-    scene.font.ActivateFont(&scene.solid);
-    scene.font.PutShadowString(24, 24, title, Shade(YELLOW, 15), Shade(NIGHT, 2), &scene.frame);
-    scene.font.ActivateFont(&scene.plain);
-    scene.font.PutClippedString(24, 48, 600, caption);
-}
+private:
+    bool LoadAssets();
+    bool OpenDisplay();
+    bool OpenSound();
+    void Title(int frame, std::vector<InputEvent> events);
+    void Play(int frame, const Controls& controls);
+    void Present();
+    void MixSound();
+    void Keep(int frame);
+    bool WriteOutputs();
 
-bool DrawScene(Assets& assets, Canvas& frame, double* milliseconds, int* drawn)
+    Options options;
+    MemManager memory;
+    DiskData disk{&memory};
+    Library library{&memory, &disk};
+    SpriteManager sprites{&memory, &library};
+    Font font{&sprites};
+    _FontDef fontDef{};
+    Palette palette{&memory};
+    Digimix mixer{&memory};
+    Sounds sounds;
+    std::unique_ptr<Canvas> backdrop, texture, display;
+    unsigned char spriteSet = 0, shadowSet = 0, fontSet = 0;
+    void* window = nullptr;
+    std::unique_ptr<MWin> root;
+    std::unique_ptr<TitlePanel> title;
+    std::unique_ptr<PlayField> field;
+    int playStart = -1;
+    unsigned long mixAt = kLead;
+    std::vector<unsigned char> mixed;
+    std::vector<Frame> kept;
+    std::vector<int> keptAt;
+};
+
+bool Demo::LoadAssets()
 {
-    SpriteManager sprites(&assets.memory, &assets.library);
-    if (sprites.RegisterFile(kLibraryFile) == ERR_FAILURE)
-        return Fail("registering the library file", sprites.errorCode);
-    unsigned char set = 0;
-    unsigned char fontSet = 0;
-    if (sprites.RequestDataset(kSceneSet, &set) == ERR_FAILURE || sprites.RequestDataset(kFontSet, &fontSet) == ERR_FAILURE)
+    std::vector<char> file(options.library.begin(), options.library.end());
+    file.push_back('\0');
+    if (library.RegisterBlocks(file.data(), LIB_ALL_TYPES) == ERR_FAILURE)
+        return Fail(("reading " + options.library).c_str(), library.errorCode);
+    char spritesName[] = "sprites", shadowName[] = "shadow", fontName[] = "font", paletteName[] = "palette";
+    if (sprites.RequestDataset(spritesName, &spriteSet) == ERR_FAILURE ||
+        sprites.RequestDataset(shadowName, &shadowSet) == ERR_FAILURE ||
+        sprites.RequestDataset(fontName, &fontSet) == ERR_FAILURE)
         return Fail("loading the sprite sets", sprites.errorCode);
-
-    // The crate, drawn onto its own canvas, tiles the textured sprites.
-    Canvas texture(32, 32, 1, CANVAS_MEMORY);
-    sprites.AssociateCanvas(&texture);
-    texture.Clear(Shade(ORANGE, 12));
-    sprites.DisplaySprite(0, 0, set, CRATE, 0);
-
-    Font font(&sprites);
-    font.AssociateCanvas(&frame);
-    _FontDef plain{fontSet, 4 * kGlyphScale, kGlyphScale, FONT_PROPORTIONAL};
-    _FontDef solid{fontSet, 4 * kGlyphScale, kGlyphScale, FONT_PROPORTIONAL | FONT_SOLID};
-
-    Scene scene{sprites, font, plain, solid, frame, texture, set};
-    const int frames = 50;
-    const auto start = std::chrono::steady_clock::now();
-    for (int i = 0; i < frames; ++i) {
-        int restored = 0;
-        if (frame.Lock(&restored, 0) == ERR_FAILURE)
-            return Fail("locking the display", frame.errorCode);
-        scene.drawn = 0;
-        DrawBackdrop(frame);
-        DrawSprites(scene);
-        DrawText(scene);
-        frame.Unlock();
-        frame.Flip(&restored);
-    }
-    const auto elapsed = std::chrono::steady_clock::now() - start;
-    *milliseconds = std::chrono::duration<double, std::milli>(elapsed).count() / frames;
-    *drawn = scene.drawn;
-    sprites.ReleaseAllDatasets();
-    return true;
+    std::vector<unsigned char> block;
+    if (!Block(library, paletteName, &block) ||
+        palette.PaletteFromBlock(paletteName, block.data(), block.size()) == ERR_FAILURE)
+        return Fail("loading the palette", palette.errorCode);
+    backdrop = Picture(library, "backdrop");
+    texture = Picture(library, "texture");
+    if (!backdrop || !texture)
+        return Fail("painting the pictures", 0);
+    return Block(library, "click", &sounds.click.bytes) && Block(library, "pickup", &sounds.pickup.bytes) &&
+           Block(library, "boom", &sounds.boom.bytes) && Block(library, "music", &sounds.music.bytes);
 }
 
-bool WritePpm(const char* path, const std::vector<unsigned char>& rgb)
+bool Demo::OpenDisplay()
 {
-    FILE* file = std::fopen(path, "wb");
-    if (file == nullptr)
-        return false;
-    std::fprintf(file, "P6\n%u %u\n255\n", kWidth, kHeight);
-    const bool written = std::fwrite(rgb.data(), 1, rgb.size(), file) == rgb.size();
-    return std::fclose(file) == 0 && written;
-}
-
-bool LoadPalette(Assets& assets, Palette& palette)
-{
-    unsigned char* block = nullptr;
-    unsigned long size = 0;
-    if (assets.library.RequestLibrary(kPaletteBlock, &block, &size) == ERR_FAILURE)
-        return Fail("reading the palette block", assets.library.errorCode);
-    const ERRORSTATUS loaded = palette.PaletteFromBlock(kPaletteBlock, block, size);
-    assets.library.ReleaseLibrary(&block);
-    return loaded != ERR_FAILURE || Fail("loading the palette", palette.errorCode);
-}
-
-long FileSize(const char* path)
-{
-    FILE* file = std::fopen(path, "rb");
-    if (file == nullptr)
-        return -1;
-    std::fseek(file, 0, SEEK_END);
-    const long size = std::ftell(file);
-    std::fclose(file);
-    return size;
-}
-
-// Draws the scene on a display canvas in `window` and writes what the
-// screen shows to `output`.
-bool ShowScene(Assets& assets, Palette& palette, void* window, const char* output)
-{
-    Canvas frame(kWidth, kHeight, 1, CANVAS_DIRECTDRAW);
-    if (frame.errorCode != 0)
-        return Fail("making the display canvas", frame.errorCode);
-    frame.SetSystemVariables(ScreenDeviceContext(window));
-    frame.SetSystemPalette(&palette, 0);
-    // The first lock gives the canvas its pitch, which the sprite manager
-    // caches when the canvas is associated with it.
+    window = OpenScreen(kWidth, kHeight, options.window);
+    if (window == nullptr)
+        return Fail("opening a window", 0);
+    unsigned short status = 0;
+    if (CanvasInitialize(0, window, kWidth, kHeight, 8, &status) == ERR_FAILURE)
+        return Fail("opening the display", status);
+    display = std::make_unique<Canvas>(kWidth, kHeight, 1, CANVAS_DIRECTDRAW);
+    if (display->errorCode != 0)
+        return Fail("making the display canvas", display->errorCode);
+    display->SetSystemVariables(ScreenDeviceContext(window));
+    display->SetSystemPalette(&palette, 0);
+    // Locked once before anyone caches its geometry: a display canvas has no
+    // row step until its first lock.
     int restored = 0;
-    if (frame.Lock(&restored, 0) == ERR_FAILURE)
-        return Fail("locking the display", frame.errorCode);
-    frame.Unlock();
-    double milliseconds = 0;
-    int drawn = 0;
-    if (!DrawScene(assets, frame, &milliseconds, &drawn))
-        return false;
-    std::printf("scene: %d sprites and two lines of text, %.3f ms a frame\n", drawn, milliseconds);
-
-    std::vector<unsigned char> rgb(size_t(kWidth) * kHeight * 3);
-    const bool read = ReadScreen(frame, palette, rgb.data(), kWidth, kHeight);
-    frame.ReleaseSystemPalette();
-    if (!read)
-        return Fail("reading the screen back", 0);
-    if (!WritePpm(output, rgb)) {
-        std::fprintf(stderr, "tvxdemo: cannot write %s\n", output);
-        return false;
-    }
-    std::printf("frame written to %s\n", output);
+    if (display->Lock(&restored, 0) == ERR_FAILURE)
+        return Fail("locking the display", 0);
+    display->Unlock();
+    sprites.AssociateCanvas(display.get());
+    fontDef = _FontDef{fontSet, 8, 0, FONT_FIXED_PITCH | FONT_SOLID};
+    font.ActivateFont(&fontDef);
+    font.AssociateCanvas(display.get());
+    root = std::make_unique<MWin>(nullptr);
+    root->SetSize(kWidth, kHeight);
+    root->SetCanvas(display.get());
     return true;
+}
+
+bool Demo::OpenSound()
+{
+    if (mixer.InitSoundCard(window, kRate, 1, 8) == ERR_FAILURE)
+        return Fail("opening the sound device", mixer.errorCode);
+    mixer.InitTracks(4);
+    SetMWinDigimix(&mixer);
+    sounds.clickHandle = mixer.CreateSound(sounds.click.data(), sounds.click.length(), 0, nullptr, nullptr);
+    sounds.boomHandle = mixer.CreateSound(sounds.boom.data(), sounds.boom.length(), 0, nullptr, nullptr);
+    sounds.stream = _DMStreamingInfo{sounds.music.data(), 0, 0, static_cast<uint32_t>(sounds.music.length()),
+                                     DMSTREAM_MEMORY};
+    sounds.musicHandle = mixer.CreateSound(nullptr, 8192, DMNOTE_STREAMING, DefaultStreamingCallback, &sounds.stream);
+    return true;
+}
+
+void Demo::Title(int frame, std::vector<InputEvent> events)
+{
+    if (!title)
+        title = std::make_unique<TitlePanel>(root.get(), &memory, &sprites, &fontDef, sounds.clickHandle);
+    for (const InputEvent& event : events)
+        Feed(root.get(), event);
+    title->Update(MWIN_UPDATE_FORCE);
+    if (title->Started()) {
+        std::printf("frame %d: %s plays at speed %d in the %s\n", frame, title->Player().c_str(), title->Speed(),
+                    title->Scene());
+        field = std::make_unique<PlayField>(Art{&sprites, &font, spriteSet, shadowSet, texture.get()}, kWidth,
+                                            kHeight, title->Speed(), title->Player());
+        title.reset();
+        playStart = frame + 1;
+    }
+}
+
+void Demo::Play(int frame, const Controls& controls)
+{
+    std::vector<Sound> wanted;
+    field->Step(controls, &wanted);
+    field->Draw(*display);
+    for (Sound sound : wanted) {
+        if (sound == Sound::Pickup) // mixed in software, on any track of class 1
+            mixer.PlaySound(sounds.pickup.data(), 0, sounds.pickup.length() - 1, DMNOTE_SAMPLED | DMNOTE_CLASS1, 0,
+                            0, 0);
+        else // played by the sound card from its own copy
+            mixer.PlaySound(sounds.boomHandle, 0, 0, 0xFFFF, 0xFFFF);
+    }
+    if (frame % kFramesPerSecond == 0)
+        std::printf("frame %d: score %d, lives %d\n", frame, field->Score(), field->Lives());
+}
+
+// The software mix of one frame, into the primary buffer ahead of the card,
+// and kept as the card will play it.
+void Demo::MixSound()
+{
+    mixer.mixOffset = mixAt;
+    mixer.mixLength = kBlock;
+    mixer.QueueNewNotes();
+    mixer.FillPreMix();
+    for (unsigned long i = 0; i < kBlock; ++i) {
+        const unsigned v = mixer.preMix[i];
+        mixed.push_back(v > mixer.clipHigh ? 255 : v >= mixer.clipLow ? static_cast<unsigned char>(v - mixer.outputBias) : 0);
+    }
+    mixer.MixInPreMix();
+    mixer.Poll();
+    mixAt = (mixAt + kBlock) % mixer.primaryBytes;
+}
+
+void Demo::Keep(int frame)
+{
+    for (int wanted : kKeptFrames) {
+        if (wanted != frame)
+            continue;
+        Frame shot{kWidth, kHeight, std::vector<unsigned char>(size_t(kWidth) * kHeight * 3)};
+        if (ReadScreen(*display, palette, shot.rgb.data(), kWidth, kHeight)) {
+            kept.push_back(std::move(shot));
+            keptAt.push_back(frame);
+        }
+    }
+}
+
+bool Demo::WriteOutputs()
+{
+    bool ok = true;
+    for (size_t i = 0; i < kept.size(); ++i) {
+        const std::string path = options.out + "/tvxdemo-frame" + std::to_string(keptAt[i]) + ".png";
+        ok = WritePng(path, kept[i]) && ok;
+        std::printf("wrote %s\n", path.c_str());
+    }
+    const std::string sheet = options.out + "/tvxdemo-sheet.png";
+    ok = WritePng(sheet, ContactSheet(kept, 3, 2)) && ok;
+    const std::string mix = options.out + "/tvxdemo-mix.wav";
+    ok = WriteWave(mix, mixed, kRate) && ok;
+    std::printf("wrote %s and %s (%.1f s of software-mixed sound)\n", sheet.c_str(), mix.c_str(),
+                double(mixed.size()) / kRate);
+    std::vector<unsigned char> played;
+    if (ReadSound(&played)) {
+        const std::string device = options.out + "/tvxdemo-sound.wav";
+        ok = WriteWave(device, played, kRate) && ok;
+        std::printf("wrote %s (everything the sound device played)\n", device.c_str());
+    }
+    return ok;
+}
+
+int Demo::Run()
+{
+    DebugInit();
+    if (!LoadAssets() || !OpenDisplay() || !OpenSound())
+        return 1;
+    const auto start = std::chrono::steady_clock::now();
+    bool quit = false;
+    for (int frame = 0; frame < options.frames && !quit; ++frame) {
+        std::vector<InputEvent> events;
+        Controls controls;
+        if (options.scripted) {
+            events = playStart < 0 ? TitleScript(frame) : std::vector<InputEvent>();
+            controls = field ? PlayScript(*field) : Controls();
+        }
+        if (!PollInput(window, &events, &controls, &quit))
+            quit = quit || !options.scripted;
+        int restored = 0;
+        if (display->Lock(&restored, 0) == ERR_FAILURE)
+            continue;
+        backdrop->CopyDirtyRec(0, 0, 0, 0, kWidth, kHeight, display.get(), 3);
+        if (playStart < 0)
+            Title(frame, events);
+        else
+            Play(frame, controls);
+        display->Unlock();
+        display->Flip(&restored);
+        MixSound();
+        Keep(frame);
+        Pace(window, frame, kFramesPerSecond);
+    }
+    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    std::printf("played %d frames in %.2f s; display forms take %lu bytes\n", options.frames, seconds,
+                sprites.QueryDisplayFormBytes());
+    const bool written = WriteOutputs();
+    SetMWinDigimix(nullptr);
+    root.reset();
+    mixer.DeleteAllSounds();
+    mixer.UninitTracks();
+    mixer.UninitSoundCard();
+    display->ReleaseSystemPalette();
+    display.reset();
+    CanvasUninitialize();
+    CloseScreen(window);
+    return written ? 0 : 1;
 }
 
 } // namespace
 
 int main(int argc, char** argv)
 {
-    const char* output = argc > 1 ? argv[1] : "tvxdemo.ppm";
-    DebugInit();
-    Assets assets;
-    if (!BuildLibraryFile(assets))
-        return 1;
-    std::printf("library file %s: %ld bytes\n", kLibraryFile, FileSize(kLibraryFile));
-
-    Palette palette(&assets.memory);
-    if (!LoadPalette(assets, palette))
-        return 1;
-    void* window = OpenScreen(kWidth, kHeight);
-    unsigned short status = 0;
-    bool shown = false;
-    if (window == nullptr)
-        Fail("opening a window", 0);
-    else if (CanvasInitialize(0, window, kWidth, kHeight, 8, &status) == ERR_FAILURE)
-        Fail("opening the display", status);
-    else
-        shown = ShowScene(assets, palette, window, output);
-    CanvasUninitialize();
-    if (window != nullptr)
-        CloseScreen(window);
-    if (!shown)
-        return 1;
-    if (assets.memory.CheckMemoryIntegrity() == 0) {
-        std::fprintf(stderr, "tvxdemo: memory guards damaged, see debug2.err\n");
-        return 1;
+    Options options;
+    if (!Parse(argc, argv, &options)) {
+        std::fputs("Usage: tvxdemo [--window] [--frames N] [--out DIR] [--library FILE]\n", stderr);
+        return 2;
     }
-    return 0;
+    Demo demo(options);
+    return demo.Run();
 }

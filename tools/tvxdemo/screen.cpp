@@ -29,7 +29,7 @@ void PumpMessages()
 }
 } // namespace
 
-void* OpenScreen(int width, int height)
+void* OpenScreen(int width, int height, bool)
 {
     WNDCLASSA windowClass = {};
     windowClass.lpfnWndProc = DefWindowProcA;
@@ -80,18 +80,54 @@ bool ReadScreen(Canvas& display, Palette& palette, unsigned char* rgb, int width
 
 void CloseScreen(void* window)
 {
-    DestroyWindow(static_cast<HWND>(window));
+    if (window != nullptr)
+        DestroyWindow(static_cast<HWND>(window));
+}
+
+// Windows plays the script: the window is there to be seen.
+bool PollInput(void*, std::vector<InputEvent>*, Controls*, bool*)
+{
+    PumpMessages();
+    return false;
+}
+
+void Pace(void*, int, int) {}
+
+bool ReadSound(std::vector<unsigned char>*)
+{
+    return false;
 }
 
 #else
 #include <tollivex/headless.h>
 
-void* OpenScreen(int width, int height)
+#ifdef TVXDEMO_WITH_SDL2
+#include <SDL.h>
+#endif
+
+namespace {
+bool inWindow = false;
+}
+
+void* OpenScreen(int width, int height, bool window)
 {
     HeadlessReset();
-    HeadlessSetScreen(width, height);
     *QueryCanvasRect() = {0, 0, width, height};
-    return HeadlessWindow();
+    if (!window) {
+        HeadlessSetScreen(width, height);
+        return HeadlessWindow();
+    }
+#ifdef TVXDEMO_WITH_SDL2
+    if (SetPortableDevice("sdl2") != 0 || SDL_Init(SDL_INIT_VIDEO | SDL_INIT_AUDIO) != 0) {
+        std::fprintf(stderr, "tvxdemo: no SDL window: %s\n", SDL_GetError());
+        return nullptr;
+    }
+    inWindow = true;
+    return SDL_CreateWindow("Tollivex demo", SDL_WINDOWPOS_CENTERED, SDL_WINDOWPOS_CENTERED, width, height, 0);
+#else
+    std::fputs("tvxdemo: this build has no SDL2 for a window\n", stderr);
+    return nullptr;
+#endif
 }
 
 void* ScreenDeviceContext(void* window)
@@ -104,5 +140,94 @@ bool ReadScreen(Canvas&, Palette&, unsigned char* rgb, int width, int height)
     return HeadlessReadScreen(nullptr, rgb, width, height) == 0;
 }
 
-void CloseScreen(void*) {}
+bool ReadSound(std::vector<unsigned char>* samples)
+{
+    samples->resize(HeadlessReadSound(nullptr, 0));
+    HeadlessReadSound(samples->data(), static_cast<unsigned long>(samples->size()));
+    return true;
+}
+
+#ifdef TVXDEMO_WITH_SDL2
+namespace {
+// Keys as the entry field takes them; 0 for keys it does not.
+unsigned short EntryKey(const SDL_KeyboardEvent& key)
+{
+    switch (key.keysym.sym) {
+    case SDLK_BACKSPACE: return ENTRY_KEY_BACKSPACE;
+    case SDLK_DELETE: return ENTRY_KEY_DELETE;
+    case SDLK_LEFT: return ENTRY_KEY_LEFT;
+    case SDLK_RIGHT: return ENTRY_KEY_RIGHT;
+    case SDLK_HOME: return ENTRY_KEY_HOME;
+    case SDLK_END: return ENTRY_KEY_END;
+    case SDLK_INSERT: return ENTRY_KEY_INSERT;
+    case SDLK_RETURN: return ENTRY_KEY_ENTER;
+    default: break;
+    }
+    const SDL_Keycode code = key.keysym.sym;
+    if ((code >= SDLK_a && code <= SDLK_z) || (code >= SDLK_0 && code <= SDLK_9) || code == SDLK_SPACE)
+        return static_cast<unsigned short>(code >= SDLK_a && code <= SDLK_z ? code - 32 : code);
+    return 0;
+}
+} // namespace
+#endif
+
+bool PollInput(void*, std::vector<InputEvent>* events, Controls* controls, bool* quit)
+{
+#ifdef TVXDEMO_WITH_SDL2
+    if (!inWindow)
+        return false;
+    SDL_Event event;
+    while (SDL_PollEvent(&event)) {
+        if (event.type == SDL_QUIT || (event.type == SDL_KEYDOWN && event.key.keysym.sym == SDLK_ESCAPE))
+            *quit = true;
+        else if (event.type == SDL_MOUSEMOTION)
+            events->push_back({MWIN_MOVE, short(event.motion.x), short(event.motion.y)});
+        else if (event.type == SDL_MOUSEBUTTONDOWN)
+            events->push_back({MWIN_PRESS, short(event.button.x), short(event.button.y)}),
+                events->push_back({MWIN_CLICK, short(event.button.x), short(event.button.y)});
+        else if (event.type == SDL_MOUSEBUTTONUP)
+            events->push_back({MWIN_RELEASE, short(event.button.x), short(event.button.y)});
+        else if (event.type == SDL_KEYDOWN && EntryKey(event.key) != 0)
+            events->push_back({MWIN_KEY, short(EntryKey(event.key)), 0});
+    }
+    const Uint8* keys = SDL_GetKeyboardState(nullptr);
+    controls->left = keys[SDL_SCANCODE_LEFT] != 0;
+    controls->right = keys[SDL_SCANCODE_RIGHT] != 0;
+    return true;
+#else
+    (void)events, (void)controls, (void)quit;
+    return false;
+#endif
+}
+
+void Pace(void*, int frame, int framesPerSecond)
+{
+    if (!inWindow) {
+        HeadlessAdvance(1000 / framesPerSecond);
+        return;
+    }
+#ifdef TVXDEMO_WITH_SDL2
+    static Uint32 start = SDL_GetTicks();
+    const Uint32 due = start + Uint32((frame + 1) * 1000 / framesPerSecond);
+    const Uint32 now = SDL_GetTicks();
+    if (due > now)
+        SDL_Delay(due - now);
+#else
+    (void)frame;
+#endif
+}
+
+void CloseScreen(void* window)
+{
+#ifdef TVXDEMO_WITH_SDL2
+    if (inWindow) {
+        if (window != nullptr)
+            SDL_DestroyWindow(static_cast<SDL_Window*>(window));
+        SDL_Quit();
+        inWindow = false;
+    }
+#else
+    (void)window;
+#endif
+}
 #endif
