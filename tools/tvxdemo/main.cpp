@@ -324,14 +324,18 @@ int Demo::Run()
     const auto start = std::chrono::steady_clock::now();
     bool quit = false;
     for (int frame = 0; frame < options.frames && !quit; ++frame) {
-        std::vector<InputEvent> events;
-        Controls controls;
+        std::vector<InputEvent> events, typed;
+        Controls controls, held;
+        // A window is always listened to, for its close box; the script,
+        // when there is one, plays instead of the player.
+        PollInput(window, &typed, &held, &quit);
         if (options.scripted) {
             events = playStart < 0 ? TitleScript(frame) : std::vector<InputEvent>();
             controls = field ? PlayScript(*field) : Controls();
+        } else {
+            events = typed;
+            controls = held;
         }
-        if (!PollInput(window, &events, &controls, &quit))
-            quit = quit || !options.scripted;
         int restored = 0;
         if (display->Lock(&restored, 0) == ERR_FAILURE)
             continue;

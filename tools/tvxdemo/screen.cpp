@@ -84,11 +84,10 @@ void CloseScreen(void* window)
         DestroyWindow(static_cast<HWND>(window));
 }
 
-// Windows plays the script: the window is there to be seen.
-bool PollInput(void*, std::vector<InputEvent>*, Controls*, bool*)
+// On Windows the script plays: the window is there to be seen.
+void PollInput(void*, std::vector<InputEvent>*, Controls*, bool*)
 {
     PumpMessages();
-    return false;
 }
 
 void Pace(void*, int, int) {}
@@ -171,11 +170,11 @@ unsigned short EntryKey(const SDL_KeyboardEvent& key)
 } // namespace
 #endif
 
-bool PollInput(void*, std::vector<InputEvent>* events, Controls* controls, bool* quit)
+void PollInput(void*, std::vector<InputEvent>* events, Controls* controls, bool* quit)
 {
 #ifdef TVXDEMO_WITH_SDL2
     if (!inWindow)
-        return false;
+        return;
     SDL_Event event;
     while (SDL_PollEvent(&event)) {
         if (event.type == SDL_QUIT || (event.type == SDL_KEYDOWN && event.key.keysym.sym == SDLK_ESCAPE))
@@ -193,10 +192,8 @@ bool PollInput(void*, std::vector<InputEvent>* events, Controls* controls, bool*
     const Uint8* keys = SDL_GetKeyboardState(nullptr);
     controls->left = keys[SDL_SCANCODE_LEFT] != 0;
     controls->right = keys[SDL_SCANCODE_RIGHT] != 0;
-    return true;
 #else
     (void)events, (void)controls, (void)quit;
-    return false;
 #endif
 }
 

@@ -20,10 +20,9 @@ void CloseScreen(void* window);
 void* ScreenDeviceContext(void* window);
 
 // Takes the player's input since the last frame: mouse and keys for the
-// title panel, the arrow keys' state for play. False when there is no
-// player at the keys (the script plays instead); `quit` when the window
-// was closed or Escape pressed.
-bool PollInput(void* window, std::vector<InputEvent>* events, Controls* controls, bool* quit);
+// title panel, the arrow keys' state for play; `quit` when the window was
+// closed or Escape pressed. Nothing where no player can be at the keys.
+void PollInput(void* window, std::vector<InputEvent>* events, Controls* controls, bool* quit);
 // Keeps time: the headless sound clock moves by one frame, and a real
 // window waits for the frame's time to come.
 void Pace(void* window, int frame, int framesPerSecond);
