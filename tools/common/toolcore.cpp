@@ -3,10 +3,27 @@
 
 #include <cstdio>
 #include <cstring>
+
+#ifdef _WIN32
+#include <io.h>
+#else
+#include <unistd.h>
+#endif
 #include <fstream>
 #include <iterator>
 
 namespace tvxtool {
+
+namespace {
+bool StderrIsTerminal()
+{
+#ifdef _WIN32
+    return _isatty(_fileno(stderr)) != 0;
+#else
+    return isatty(fileno(stderr)) != 0;
+#endif
+}
+}
 
 bool Messages::AnsweredHelp(int argc, char** argv) const
 {
@@ -39,6 +56,9 @@ int Messages::Usage(const std::string& problem) const
 
 void Messages::Progress(const char* what, size_t done, size_t total) const
 {
+    // Only a person watching a terminal needs it; logs stay clean.
+    if (!StderrIsTerminal())
+        return;
     std::fprintf(stderr, "\r%s: %zu/%zu", what, done, total);
     if (done == total)
         std::fputc('\n', stderr);

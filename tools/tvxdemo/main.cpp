@@ -359,6 +359,8 @@ int Demo::Run()
     mixer.DeleteAllSounds();
     mixer.UninitTracks();
     mixer.UninitSoundCard();
+    void* preMix = mixer.preMix; // the mixer leaves it to its owner
+    memory.Free(&preMix);
     display->ReleaseSystemPalette();
     display.reset();
     CanvasUninitialize();

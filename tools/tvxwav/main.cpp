@@ -59,6 +59,14 @@ std::vector<unsigned char> PlainWave(const _SOUNDHDR& header)
     return out;
 }
 
+// The mixer leaves its pre-mix to its owner.
+void Close(Session& session, Digimix& mixer)
+{
+    mixer.UninitSoundCard();
+    void* preMix = mixer.preMix;
+    session.memory.Free(&preMix);
+}
+
 // Loads the file through a mixer on the headless sound device, from inside
 // the file's directory (the mixer takes 8.3 names there).
 int Load(const fs::path& path, std::vector<unsigned char>* block)
@@ -74,7 +82,7 @@ int Load(const fs::path& path, std::vector<unsigned char>* block)
     std::vector<char> name = Writable(file.name);
     _SOUNDHDR header{};
     if (mixer.LoadWAVE(&session.disk, name.data(), &header, 0) == ERR_FAILURE) {
-        mixer.UninitSoundCard();
+        Close(session, mixer);
         return kMessages.Fail(file.name + " is refused by the mixer", mixer.errorCode);
     }
     std::printf("%s: %u channel%s, %u Hz, %u samples (%.2f s)\n", file.name.c_str(), unsigned(header.channels),
@@ -82,7 +90,7 @@ int Load(const fs::path& path, std::vector<unsigned char>* block)
                 header.sampleRate ? double(header.dataLength) / header.sampleRate / header.channels : 0.0);
     *block = PlainWave(header);
     mixer.FreeSound(&header);
-    mixer.UninitSoundCard();
+    Close(session, mixer);
     return kExitOk;
 }
 
