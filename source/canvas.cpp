@@ -376,6 +376,12 @@ void Canvas::FilledRectClipped(short x1, short y1, short x2, short y2)
     right = std::min(right, width - 1);
     bottom = std::min(bottom, height - 1);
     const size_t count = size_t(right - left + 1);
+    // Whole rows lying back to back are one block of memory: one fill.
+    const bool evenRows = Pixel(0, bottom) - Pixel(0, top) == std::ptrdiff_t(bottom - top) * rowIncrement;
+    if (count == width && std::abs(rowIncrement) == int32_t(width) && evenRows) {
+        std::memset(std::min(Pixel(0, top), Pixel(0, bottom)), drawColor, count * size_t(bottom - top + 1));
+        return;
+    }
     for (int y = top; y <= bottom; ++y)
         std::memset(Pixel(left, y), drawColor, count);
 }
@@ -460,6 +466,30 @@ void Canvas::Line(short x1, short y1, short x2, short y2)
     Run(memory, p, alongRun, final, drawColor);
 }
 
+namespace {
+// Whole rows lying back to back in both canvases, the same way round, are
+// one block of memory each: copied with one move when both lie wholly
+// inside their memory.
+bool CopyBlock(const CanvasMemory& from, const CanvasMemory& to, int srcX, int srcY, int dstX, int dstY, int w,
+               int h)
+{
+    if (h == 0 || from.Step() != to.Step() || std::abs(from.Step()) != w)
+        return false;
+    const auto evenRows = [h](const CanvasMemory& memory, int x, int y) {
+        return memory.Offset(x, y + h - 1) - memory.Offset(x, y) == int64_t(h - 1) * memory.Step();
+    };
+    if (!evenRows(from, srcX, srcY) || !evenRows(to, dstX, dstY))
+        return false;
+    const int64_t src = std::min(from.Offset(srcX, srcY), from.Offset(srcX, srcY + h - 1));
+    const int64_t dst = std::min(to.Offset(dstX, dstY), to.Offset(dstX, dstY + h - 1));
+    const int64_t bytes = int64_t(w) * h;
+    if (src < 0 || dst < 0 || src + bytes > from.Size() || dst + bytes > to.Size())
+        return false;
+    std::memmove(to.At(dst), from.At(src), size_t(bytes));
+    return true;
+}
+} // namespace
+
 void Canvas::CopyDirtyRec(short srcXIn, short srcYIn, short dstXIn, short dstYIn, short widthIn, short heightIn,
                           Canvas* destination, unsigned short clipFlags)
 {
@@ -526,6 +556,8 @@ void Canvas::CopyDirtyRec(short srcXIn, short srcYIn, short dstXIn, short dstYIn
     // A rectangle the assertions named is copied all the same, as far as
     // both canvases' memory goes.
     const CanvasMemory from(this), to(destination);
+    if (CopyBlock(from, to, srcX, srcY, dstX, dstY, w, h))
+        return;
     for (int i = 0; i < h; ++i) {
         const int64_t src = from.Offset(srcX, srcY + i), dst = to.Offset(dstX, dstY + i);
         const int64_t lo = std::max<int64_t>({0, -src, -dst});

@@ -69,6 +69,7 @@ public:
     }
 
     int64_t Size() const { return size; }
+    int64_t Step() const { return step; }
     bool Holds(int64_t at) const { return at >= 0 && at < size; }
     unsigned char* At(int64_t at) const { return base + at; }
 

@@ -223,6 +223,8 @@ TEST_F(CanvasTest, CopyDirtyRecCrossesOrientationsAndClipsAgainstEitherCanvas)
         // Clipping against the destination leaves the source where it was.
         {0, 0, -2, 0, 5, 1, 2, "123..... ........ ........ ........"},
         {0, 0, 6, -1, 5, 3, 2, "......12 ......23 ........ ........"},
+        // Whole rows, back to back in both canvases.
+        {0, 2, 0, 1, 8, 2, 3, "........ 3456789a 456789ab ........"},
         // Wholly outside either canvas: nothing, and nothing logged.
         {8, 0, 0, 0, 2, 2, 1, ""}, {-3, 0, 0, 0, 2, 2, 1, ""}, {0, 0, 0, 4, 2, 2, 2, ""}, {0, 0, 0, -3, 2, 2, 3, ""},
         // Without clipping an overhanging rectangle is reported and copied on
