@@ -145,7 +145,7 @@ bool WriteWholeFile(const fs::path& path, const unsigned char* data, size_t size
     return true;
 }
 
-bool LibraryFile::Enter(const std::string& path, const Messages& messages, int* status)
+int LibraryFile::Enter(const std::string& path, const Messages& messages)
 {
     name = path;
     const size_t separator = path.find_last_of("/\\");
@@ -153,18 +153,14 @@ bool LibraryFile::Enter(const std::string& path, const Messages& messages, int* 
         const std::string directory = path.substr(0, separator + 1);
         std::error_code error;
         fs::current_path(directory, error);
-        if (error) {
-            *status = messages.FailPlain("cannot change to the directory " + directory);
-            return false;
-        }
+        if (error)
+            return messages.FailPlain("cannot change to the directory " + directory);
         name = path.substr(separator + 1);
     }
     std::vector<char> writable = Writable(name);
-    if (IsLegalDOSFn(writable.data(), nullptr) == 0 || std::strpbrk(writable.data(), "*?") != nullptr) {
-        *status = messages.Fail("cannot use " + name, ERR_LIB_BAD_NAME);
-        return false;
-    }
-    return true;
+    if (IsLegalDOSFn(writable.data(), nullptr) == 0 || std::strpbrk(writable.data(), "*?") != nullptr)
+        return messages.Fail("cannot use " + name, ERR_LIB_BAD_NAME);
+    return kExitOk;
 }
 
 ScratchCopy::ScratchCopy(const std::string& target) : target(target)
@@ -238,6 +234,21 @@ int ReadBlock(Session& session, const LibraryFile& file, const std::string& bloc
         return messages.Fail("cannot read block " + block, session.library.errorCode);
     data->assign(bytes, bytes + size);
     session.library.ReleaseLibrary(&bytes);
+    return kExitOk;
+}
+
+int ReadPaletteBlock(Session& session, const LibraryFile& file, const std::string& block,
+                     unsigned char* triples, const Messages& messages)
+{
+    std::vector<unsigned char> bytes;
+    if (const int status = ReadBlock(session, file, block, &bytes, messages); status != kExitOk)
+        return status;
+    Palette palette(&session.memory);
+    std::vector<char> name = Writable(block);
+    if (palette.PaletteFromBlock(name.data(), bytes.data(), bytes.size()) == ERR_FAILURE)
+        return messages.Fail(block + " is not a palette block", palette.errorCode);
+    for (int i = 0; i < 256; ++i)
+        palette.QueryRGB(i, &triples[i * 3], &triples[i * 3 + 1], &triples[i * 3 + 2]);
     return kExitOk;
 }
 

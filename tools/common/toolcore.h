@@ -65,9 +65,9 @@ struct Session {
 // directory and the library sees its 8.3 base name.
 class LibraryFile {
 public:
-    // Fails (with a message) when the directory cannot be entered or the base
-    // name is not a legal 8.3 name.
-    bool Enter(const std::string& path, const Messages& messages, int* status);
+    // kExitOk, or the failure's exit status once said: the directory cannot
+    // be entered or the base name is not a legal 8.3 name.
+    int Enter(const std::string& path, const Messages& messages);
 
     std::string name;
 };
@@ -100,6 +100,10 @@ int AddBlock(Session& session, const LibraryFile& file, const std::string& block
 // Reads one block, expanded, registering the file first.
 int ReadBlock(Session& session, const LibraryFile& file, const std::string& block,
               std::vector<unsigned char>* data, const Messages& messages);
+// The 256 red, green, blue triples of a palette block, through the
+// library's own palette reader.
+int ReadPaletteBlock(Session& session, const LibraryFile& file, const std::string& block,
+                     unsigned char* triples, const Messages& messages);
 
 // "SPR1" and friends as the library stores them.
 constexpr unsigned long FourCC(const char (&code)[5])

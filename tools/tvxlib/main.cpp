@@ -284,8 +284,7 @@ int main(int argc, char** argv)
     if ((args.command == "add" || args.command == "extract") && !args.rest.empty())
         other = Absolute(args.rest[1]);
     LibraryFile file;
-    int status = kExitOk;
-    if (!file.Enter(args.library, kMessages, &status))
+    if (const int status = file.Enter(args.library, kMessages); status != kExitOk)
         return status;
     args.library = file.name;
     std::vector<char> lib = Writable(args.library);

@@ -56,8 +56,7 @@ int WriteFile(const Messages& messages, const Image& image, const std::string& o
 int WriteBlock(const Messages& messages, const Image& image, const std::string& library, const std::string& name)
 {
     LibraryFile file;
-    int status = kExitOk;
-    if (!file.Enter(library, messages, &status))
+    if (const int status = file.Enter(library, messages); status != kExitOk)
         return status;
     Session session;
     Palette palette(&session.memory);
@@ -66,7 +65,7 @@ int WriteBlock(const Messages& messages, const Image& image, const std::string& 
     unsigned long size = 0;
     if (palette.RequestSaveBlock(&block, &size) == ERR_FAILURE)
         return messages.Fail("cannot make the palette block", palette.errorCode);
-    status = AddBlock(session, file, name, kPaletteType, block, size, LIB_ADD_REPLACE, messages);
+    const int status = AddBlock(session, file, name, kPaletteType, block, size, LIB_ADD_REPLACE, messages);
     palette.ReleaseSaveBlock(&block);
     return status;
 }
@@ -75,20 +74,10 @@ int WriteBlock(const Messages& messages, const Image& image, const std::string& 
 int ReadBlockColours(const Messages& messages, const std::string& library, const std::string& name, Image* image)
 {
     LibraryFile file;
-    int status = kExitOk;
-    if (!file.Enter(library, messages, &status))
+    if (const int status = file.Enter(library, messages); status != kExitOk)
         return status;
     Session session;
-    std::vector<unsigned char> block;
-    if ((status = ReadBlock(session, file, name, &block, messages)) != kExitOk)
-        return status;
-    Palette palette(&session.memory);
-    std::vector<char> writable = Writable(name);
-    if (palette.PaletteFromBlock(writable.data(), block.data(), block.size()) == ERR_FAILURE)
-        return messages.Fail(name + " is not a palette block", palette.errorCode);
-    for (int i = 0; i < 256; ++i)
-        palette.QueryRGB(i, &image->palette[i * 3], &image->palette[i * 3 + 1], &image->palette[i * 3 + 2]);
-    return kExitOk;
+    return ReadPaletteBlock(session, file, name, image->palette.data(), messages);
 }
 
 int WriteSwatch(const Messages& messages, Image& image, const std::string& output)

@@ -206,8 +206,7 @@ int Cut(const Messages& messages, const Options& options)
     }
 
     LibraryFile file;
-    int status = kExitOk;
-    if (!file.Enter(options.operands[2], messages, &status))
+    if (const int status = file.Enter(options.operands[2], messages); status != kExitOk)
         return status;
     Session session;
     SpriteManager sprites(&session.memory, &session.library);
@@ -220,7 +219,7 @@ int Cut(const Messages& messages, const Options& options)
     unsigned char set = 0;
     if (sprites.CreateNewSpriteset(name.data(), static_cast<unsigned short>(rects.size()), &set) == ERR_FAILURE)
         return messages.Fail("cannot make set " + setName, sprites.errorCode);
-    if ((status = Encode(messages, sprites, set, rects, options)) != kExitOk)
+    if (const int status = Encode(messages, sprites, set, rects, options); status != kExitOk)
         return status;
 
     unsigned char* block = nullptr;
@@ -228,7 +227,7 @@ int Cut(const Messages& messages, const Options& options)
     if (sprites.RequestSaveBlock(set, &block, &size) == ERR_FAILURE)
         return messages.Fail("cannot make the set's block", sprites.errorCode);
     const unsigned long flags = LIB_ADD_REPLACE | (options.compress ? LIB_ADD_COMPRESS : 0);
-    status = AddBlock(session, file, setName, kSpriteType, block, size, flags, messages);
+    const int status = AddBlock(session, file, setName, kSpriteType, block, size, flags, messages);
     sprites.ReleaseSaveBlock(&block);
     if (status == kExitOk)
         std::printf("%zu %s sprites in set %s\n", rects.size(), options.shade ? "shade" : "normal", setName.c_str());
@@ -239,22 +238,6 @@ void GreyPalette(Image* image)
 {
     for (int i = 0; i < 256; ++i)
         std::memset(&image->palette[i * 3], i, 3);
-}
-
-int LoadPalette(const Messages& messages, Session& session, const LibraryFile& file, const std::string& name,
-                Image* image)
-{
-    std::vector<unsigned char> block;
-    const int status = ReadBlock(session, file, name, &block, messages);
-    if (status != kExitOk)
-        return status;
-    Palette palette(&session.memory);
-    std::vector<char> writable = Writable(name);
-    if (palette.PaletteFromBlock(writable.data(), block.data(), block.size()) == ERR_FAILURE)
-        return messages.Fail(name + " is not a palette block", palette.errorCode);
-    for (int i = 0; i < 256; ++i)
-        palette.QueryRGB(i, &image->palette[i * 3], &image->palette[i * 3 + 1], &image->palette[i * 3 + 2]);
-    return kExitOk;
 }
 
 // Draws every sprite of the set at its cell's top-left corner, hot spot ignored.
@@ -291,8 +274,7 @@ int Sheet(const Messages& messages, const Options& options)
         return messages.Usage("sheet needs LIB SET OUT.png");
     const fs::path output = Absolute(options.operands[3]);
     LibraryFile file;
-    int status = kExitOk;
-    if (!file.Enter(options.operands[1], messages, &status))
+    if (const int status = file.Enter(options.operands[1], messages); status != kExitOk)
         return status;
     Session session;
     SpriteManager sprites(&session.memory, &session.library);
@@ -304,8 +286,11 @@ int Sheet(const Messages& messages, const Options& options)
 
     Image sheet;
     GreyPalette(&sheet);
-    if (!options.palette.empty() && (status = LoadPalette(messages, session, file, options.palette, &sheet)) != kExitOk)
-        return status;
+    if (!options.palette.empty()) {
+        if (const int status = ReadPaletteBlock(session, file, options.palette, sheet.palette.data(), messages);
+            status != kExitOk)
+            return status;
+    }
     const unsigned short count = sprites.QuerySpritesetSize(set);
     int cellWidth = options.cellWidth;
     int cellHeight = options.cellHeight;

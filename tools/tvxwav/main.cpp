@@ -72,8 +72,7 @@ void Close(Session& session, Digimix& mixer)
 int Load(const fs::path& path, std::vector<unsigned char>* block)
 {
     LibraryFile file;
-    int status = kExitOk;
-    if (!file.Enter(path.string(), kMessages, &status))
+    if (const int status = file.Enter(path.string(), kMessages); status != kExitOk)
         return status;
     Session session;
     Digimix mixer(&session.memory);
@@ -123,8 +122,7 @@ int main(int argc, char** argv)
 
     fs::current_path(start);
     LibraryFile library;
-    int status = kExitOk;
-    if (!library.Enter(args[2], kMessages, &status))
+    if (const int status = library.Enter(args[2], kMessages); status != kExitOk)
         return status;
     Session session;
     return AddBlock(session, library, args[3], FourCC("WAVE"), block.data(), block.size(),
