@@ -653,12 +653,16 @@ void Digimix::CheckForFinishedNotes()
         }
         note->buffer->Release();
         note->buffer = nullptr;
-        if (kept != nullptr)
-            kept->next = next;
-        else
-            noteQueue = next;
-        note->next = freeNotes;
-        freeNotes = note;
+        PoolQueuedNote(kept, note);
     }
     noteLock.Release();
+}
+
+// Takes a note out of the queue, where it stands behind `previous` (or at
+// the head), and puts it back in the pool.
+void Digimix::PoolQueuedNote(_DMNote* previous, _DMNote* note)
+{
+    (previous != nullptr ? previous->next : noteQueue) = note->next;
+    note->next = freeNotes;
+    freeNotes = note;
 }

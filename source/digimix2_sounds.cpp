@@ -357,12 +357,7 @@ void Digimix::DeleteSound(unsigned long handle)
                 previous = note;
                 continue;
             }
-            if (previous != nullptr)
-                previous->next = next;
-            else
-                noteQueue = next;
-            note->next = freeNotes;
-            freeNotes = note;
+            PoolQueuedNote(previous, note);
         }
         noteLock.Release();
     }

@@ -214,6 +214,7 @@ private:
     void PlaceByClass(_DMNote* note);
     void MixTrack(_DMTrack* track);
     void EndSampledNote(_DMTrack* track, _DMNote* note);
+    void PoolQueuedNote(_DMNote* previous, _DMNote* note);
     bool FillBuffer(IDirectSoundBuffer* buffer, unsigned long offset, unsigned long bytes, _DMSound* sound);
     void RefillStream(_DMNote* note);
     unsigned short ReadWAVE(FILE* file, _SOUNDHDR* header, int headerOnly);
