@@ -76,8 +76,10 @@ win64() {
 }
 
 # The demo game natively, under Wine and in an SDL window (SDL's offscreen
-# video and disk audio drivers): the same script must give the same frames
-# and the same software mix everywhere, and the SDL card must hear sound.
+# video and disk audio drivers): the same script must give the pinned frames
+# and sound natively (tools/tvxdemo/expected.sha256: a change that alters
+# what the game draws or plays updates it), the same frames and software mix
+# everywhere, and the SDL card must hear sound.
 demo() {
   local root=$PWD dir status=0
   dir=$(mktemp -d /tmp/tollivex-demo.XXXXXX)
@@ -88,6 +90,7 @@ demo() {
   (cd "$dir/wine" && run_wine "$root/build/win64/bin/tvxdemo.exe" >/dev/null) || status=1
   (cd "$dir/sdl" && TOLLIVEX_DEVICE=sdl2 SDL_VIDEODRIVER=offscreen SDL_AUDIODRIVER=disk \
     "$root/build/native/bin/tvxdemo" --window --frames 120 >/dev/null 2>&1) || status=1
+  (cd "$dir/native" && sha256sum --quiet -c "$root/tools/tvxdemo/expected.sha256") || status=1
   for file in tvxdemo-frame3.png tvxdemo-frame27.png tvxdemo-frame90.png tvxdemo-frame200.png \
               tvxdemo-frame299.png tvxdemo-sheet.png tvxdemo-mix.wav; do
     cmp "$dir/native/$file" "$dir/wine/$file" || status=1
