@@ -515,7 +515,14 @@ ERRORSTATUS LZSS::Expand(unsigned long* outLength)
         if (distance <= done) {
             const unsigned char* from = out + done - distance;
             unsigned char* to = out + done;
-            for (unsigned i = 0; i < copied; ++i)
+            unsigned i = 0;
+            // Eight bytes at a time read only bytes written at least eight
+            // back, so a match that overlaps itself still repeats correctly.
+            if (distance >= 8) {
+                for (; i + 8 <= copied; i += 8)
+                    std::memcpy(to + i, from + i, 8);
+            }
+            for (; i < copied; ++i)
                 to[i] = from[i];
         } else {
             // Reaches back before the first byte of this stream: the ring
