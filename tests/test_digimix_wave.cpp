@@ -149,10 +149,11 @@ TEST(DigimixWave, TruncatedAndMutatedFilesFailCleanly)
     }
 }
 
+// sox is a tool of the build machine: natively only, and required there.
+#ifndef _WIN32
 TEST(DigimixWave, FilesMadeBySox)
 {
-    if (std::system("sox --version > sox.txt 2>&1") != 0)
-        GTEST_SKIP() << "sox is not installed";
+    ASSERT_EQ(std::system("sox --version > sox.txt 2>&1"), 0) << "sox is not installed";
     // Refused formats name themselves in the log; an accepted file's samples are sox's raw output.
     const std::pair<const char*, const char*> cases[] = {
         {"-b 8 -c 1 -r 8000", nullptr},
@@ -172,3 +173,4 @@ TEST(DigimixWave, FilesMadeBySox)
         open.mix.FreeSound(&h);
     }
 }
+#endif
