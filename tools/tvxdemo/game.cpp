@@ -84,9 +84,11 @@ Controls PlayField::Autopilot() const
     // The lowest gem the ship can still reach before it lands.
     const Faller* target = nullptr;
     for (const Faller& faller : fallers) {
+        if (!faller.active || faller.kind != GEM || faller.y >= shipY)
+            continue;
         const int framesLeft = (shipY - faller.y) / faller.speed;
         const bool reachable = std::abs(faller.x - shipX) <= framesLeft * kShipStep;
-        if (faller.active && faller.kind == GEM && faller.y < shipY && reachable && (!target || faller.y > target->y))
+        if (reachable && (!target || faller.y > target->y))
             target = &faller;
     }
     Controls controls;
