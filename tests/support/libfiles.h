@@ -82,11 +82,6 @@ struct Text {
     std::vector<char> chars;
 };
 
-inline std::string AssertLine(const std::string& source, unsigned long line)
-{
-    return "Assert error in file " + source + " at line " + std::to_string(line) + ".";
-}
-
 // The log lines of failed assertions at these lines of one source.
 inline Lines Asserts(const std::string& source, std::initializer_list<unsigned long> lines)
 {

@@ -4,6 +4,8 @@
 #ifndef TOLLIVEX_TESTS_PICTURES_H
 #define TOLLIVEX_TESTS_PICTURES_H
 
+#include "support/workdir.h"
+
 #include <tollivex.h>
 
 #include <random>
@@ -62,11 +64,6 @@ struct Window {
         LockNow(canvas);
     }
 };
-
-inline std::string AssertLine(const std::string& file, unsigned long line)
-{
-    return "Assert error in file " + file + " at line " + std::to_string(line) + ".";
-}
 
 } // namespace tvxtest
 

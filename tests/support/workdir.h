@@ -32,6 +32,12 @@ std::vector<std::string> LogEntries();
 
 bool FileExists(const std::string& path);
 
+// The log line of a failed assertion in `source` at `line`.
+inline std::string AssertLine(const std::string& source, unsigned long line)
+{
+    return "Assert error in file " + source + " at line " + std::to_string(line) + ".";
+}
+
 } // namespace tvxtest
 
 #endif
