@@ -1,6 +1,5 @@
 // Helpers the surface, image and sprite tests share: seeded random bytes, a
-// canvas drawn as text, a sub-canvas inside a wider parent, and the
-// library's assertion log line.
+// canvas drawn as text and a sub-canvas inside a wider parent.
 #ifndef TOLLIVEX_TESTS_PICTURES_H
 #define TOLLIVEX_TESTS_PICTURES_H
 
